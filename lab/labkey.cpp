@@ -1,0 +1,19 @@
+#include "lab/labkey.h"
+
+namespace lab {
+
+std::wstring LabText(const wchar_t* name, const wchar_t* fallback) {
+  qvrn::RegistryKey key;
+  wchar_t text[qvrn::kPathChars];
+  if (key.Open(HKEY_LOCAL_MACHINE, kLabKey, KEY_QUERY_VALUE) != ERROR_SUCCESS) return fallback;
+  return key.ReadText(name, text) == ERROR_SUCCESS ? text : fallback;
+}
+
+DWORD LabNumber(const wchar_t* name, DWORD fallback) {
+  DWORD number = 0;
+  DWORD bytes = sizeof(number);
+  const LSTATUS status = ::RegGetValueW(HKEY_LOCAL_MACHINE, kLabKey, name, RRF_RT_REG_DWORD, nullptr, &number, &bytes);
+  return status == ERROR_SUCCESS ? number : fallback;
+}
+
+}  // namespace lab

@@ -1,0 +1,45 @@
+// What the registry says of the network components: the instance keys of the four network classes.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lab {
+
+/// A class of network components.
+struct NetworkClass {
+  const wchar_t* name;  ///< as the platform names it in INF files
+  GUID guid;
+  const wchar_t* text;  ///< the GUID as the class key spells it
+  bool needsDevice;     ///< its components are devices: an instance key without a device id is none
+};
+
+/// The four classes: Net, NetClient, NetService, NetTrans.
+const std::vector<NetworkClass>& NetworkClasses();
+/// Null for any other class.
+const NetworkClass* FindNetworkClass(const GUID& guid);
+
+/// A network component.
+struct ComponentRecord {
+  const NetworkClass* networkClass = nullptr;
+  GUID instance = {};
+  std::wstring keyPath;   ///< instance key, below HKEY_LOCAL_MACHINE
+  std::wstring id;        ///< ComponentId
+  std::wstring deviceId;  ///< DeviceInstanceID; empty for none
+
+  /// The device's key, below HKEY_LOCAL_MACHINE.
+  std::wstring DeviceKeyPath() const;
+};
+
+using ComponentRecords = std::vector<std::shared_ptr<const ComponentRecord>>;
+
+/// All components of the machine, by class and instance key.
+ComponentRecords LoadComponents();
+
+/// Braced upper-case text.
+std::wstring GuidText(const GUID& guid);
+
+}  // namespace lab

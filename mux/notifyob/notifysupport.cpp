@@ -1,0 +1,197 @@
+#include "mux/notifyob/notifysupport.h"
+
+#include <devguid.h>
+
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+#include <new>
+#include <vector>
+
+#include <wrl/client.h>
+
+#include "mux/notifyob/notifytrace.h"
+#include "platform/boundedtext.h"
+#include "platform/registrykey.h"
+
+namespace qvrn {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+constexpr DWORD kMaxParamBytes = 4096;
+constexpr wchar_t kDevicePrefix[] = L"\\Device\\";
+
+void TraceGuid(const wchar_t* format, const GUID& guid) noexcept {
+  wchar_t text[kGuidChars];
+  ::StringFromGUID2(guid, text, kGuidChars);
+  NotifyTrace(kTraceProgress, format, text);
+}
+
+// Walks the components until one has the GUID. S_FALSE at the end.
+HRESULT FindInEnumeration(IEnumNetCfgComponent* components, const GUID& wanted, INetCfgComponent** found) noexcept {
+  for (;;) {
+    ComPtr<INetCfgComponent> component;
+    HRESULT hr = components->Next(1, &component, nullptr);
+    if (hr != S_OK) return hr;
+    GUID guid = {};
+    hr = component->GetInstanceGuid(&guid);
+    if (hr != S_OK) return hr;
+    TraceGuid(L"  Found component with InstanceGuid %s\n", guid);
+    if (std::memcmp(&guid, &wanted, sizeof guid) == 0) {
+      *found = component.Detach();
+      return S_OK;
+    }
+  }
+}
+
+HRESULT OpenParamKey(INetCfgComponent* component, const wchar_t* failureText, RegistryKey& key) noexcept {
+  const HRESULT hr = component->OpenParamKey(key.Put());
+  if (FAILED(hr)) NotifyTrace(kTraceError, failureText, hr);
+  return hr;
+}
+
+HRESULT ReadBounded(const RegistryKey& key, const wchar_t* valueName, void* buffer, DWORD* sizeBytes) noexcept {
+  DWORD bytes = 0;
+  if (::RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, nullptr, &bytes) != ERROR_SUCCESS) return E_INVALIDARG;
+  if (bytes == 0) return E_ABORT;
+  if (bytes > kMaxParamBytes) return E_OUTOFMEMORY;
+  if (::RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, static_cast<BYTE*>(buffer), &bytes) != ERROR_SUCCESS) {
+    return E_ABORT;
+  }
+  *sizeBytes = bytes;
+  return S_OK;
+}
+
+// The bytes of UpperBindings as they are stored.
+LONG ReadUpperBindings(HKEY key, std::vector<BYTE>& data) {
+  DWORD bytes = 0;
+  LONG status = ::RegQueryValueExW(key, kUpperBindings, nullptr, nullptr, nullptr, &bytes);
+  if (status != ERROR_SUCCESS) return status;
+  data.assign(bytes, 0);
+  status = ::RegQueryValueExW(key, kUpperBindings, nullptr, nullptr, data.data(), &bytes);
+  data.resize(std::min<std::size_t>(bytes, data.size()));
+  return status;
+}
+
+LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept {
+  return ::RegSetValueExW(key, kUpperBindings, 0, REG_MULTI_SZ, static_cast<const BYTE*>(data), static_cast<DWORD>(bytes));
+}
+
+// The entries of `data` that differ from `entry`, each with its terminator, in a zeroed buffer that holds at least as
+// many bytes as `data`.
+std::vector<wchar_t> EntriesWithout(const std::vector<BYTE>& data, const wchar_t* entry) {
+  std::vector<wchar_t> source(data.size() / sizeof(wchar_t) + 2, L'\0');
+  std::memcpy(source.data(), data.data(), data.size() / sizeof(wchar_t) * sizeof(wchar_t));
+  std::vector<wchar_t> kept(source.size() + 1, L'\0');
+  auto end = kept.begin();
+  for (const wchar_t* text = source.data(); *text != L'\0'; text += std::wcslen(text) + 1) {
+    if (::_wcsicmp(text, entry) == 0) continue;
+    end = std::copy_n(text, std::wcslen(text) + 1, end);
+  }
+  return kept;
+}
+
+}  // namespace
+
+HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept {
+  NotifyTrace(kTraceFunction, L"-->HrFindInstance.\n");
+  ComPtr<IEnumNetCfgComponent> components;
+  HRESULT hr = netCfg->EnumComponents(&GUID_DEVCLASS_NET, &components);
+  if (FAILED(hr)) {
+    NotifyTrace(kTraceError, L"   EnumComponents failed(HRESULT = %x).\n", hr);
+  } else {
+    TraceGuid(L"  Looking for component with InstanceGuid %s\n", *instanceGuid);
+    hr = FindInEnumeration(components.Get(), *instanceGuid, component);
+    components.Reset();
+  }
+  NotifyTrace(kTraceFunction, L"<--HrFindInstance(HRESULT = %x).\n", hr);
+  return hr;
+}
+
+HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
+                           DWORD* sizeBytes) noexcept {
+  RegistryKey key;
+  HRESULT hr = OpenParamKey(component, L"   Failed to Open Param Key, CMuxNotify::ReadRegistryParams. hr = 0x%x\n", key);
+  if (SUCCEEDED(hr)) hr = ReadBounded(key, valueName, buffer, sizeBytes);
+  if (FAILED(hr)) {
+    *sizeBytes = 0;
+    std::memset(buffer, 0, 4);
+  }
+  return hr;
+}
+
+// Deletion reports the writer's text too (kept: logs are searched for it).
+constexpr wchar_t kInsertOpenFailure[] = L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x%x\n";
+
+LONG InsertRegistryParams(INetCfgComponent* component, const wchar_t* valueName, DWORD sizeChars,
+                          const void* data) noexcept {
+  RegistryKey key;
+  const HRESULT hr = OpenParamKey(component, kInsertOpenFailure, key);
+  return FAILED(hr) ? hr : key.WriteBytes(valueName, REG_MULTI_SZ, data, sizeChars * sizeof(wchar_t));
+}
+
+LONG DeleteRegistryParams(INetCfgComponent* component, const wchar_t* valueName) noexcept {
+  RegistryKey key;
+  const HRESULT hr = OpenParamKey(component, kInsertOpenFailure, key);
+  return FAILED(hr) ? hr : key.DeleteValue(valueName);
+}
+
+LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept try {
+  std::vector<BYTE> old;
+  const LONG status = ReadUpperBindings(key, old);
+  if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return status;
+  if (old.empty()) old.assign(sizeof(wchar_t), 0);
+
+  const std::size_t entryBytes = (std::wcslen(entry) + 1) * sizeof(wchar_t);
+  std::vector<BYTE> data(entryBytes + old.size());
+  std::memcpy(data.data(), entry, entryBytes);
+  std::memcpy(data.data() + entryBytes, old.data(), old.size());
+  return WriteUpperBindings(key, data.data(), data.size());
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept try {
+  std::vector<BYTE> old;
+  const LONG status = ReadUpperBindings(key, old);
+  if (status != ERROR_SUCCESS) return status;
+
+  const std::vector<wchar_t> kept = EntriesWithout(old, entry);
+  const auto removed = static_cast<std::ptrdiff_t>((std::wcslen(entry) + 1) * sizeof(wchar_t));
+  const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(old.size()) - removed;
+  if (bytes <= static_cast<std::ptrdiff_t>(sizeof(wchar_t))) return ::RegDeleteValueW(key, kUpperBindings);
+  return WriteUpperBindings(key, kept.data(), static_cast<std::size_t>(bytes));
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+std::unique_ptr<wchar_t[]> MakeDeviceName(const wchar_t* guidText) noexcept {
+  const std::size_t chars = std::size(kDevicePrefix) + std::wcslen(guidText);
+  std::unique_ptr<wchar_t[]> name(new (std::nothrow) wchar_t[chars]);
+  if (name != nullptr) ::StringCchPrintfW(name.get(), chars, L"%s%s", kDevicePrefix, guidText);
+  return name;
+}
+
+std::unique_ptr<wchar_t[]> GuidFromDeviceName(const wchar_t* deviceName) noexcept {
+  const wchar_t* backslash = std::wcsrchr(deviceName, L'\\');
+  if (backslash == nullptr) return nullptr;
+  const std::size_t chars = std::wcslen(backslash + 1) + 1;
+  std::unique_ptr<wchar_t[]> guid(new (std::nothrow) wchar_t[chars]);
+  if (guid != nullptr) std::copy_n(backslash + 1, chars, guid.get());
+  return guid;
+}
+
+bool IsTokenInList(const wchar_t* token, const wchar_t* multiString, DWORD lengthChars) noexcept {
+  if (token == nullptr || *token == L'\0' || multiString == nullptr || *multiString == L'\0') return false;
+  const std::size_t tokenLength = std::wcslen(token);
+  for (std::size_t position = 0; position < lengthChars && multiString[position] != L'\0';) {
+    const wchar_t* entry = multiString + position;
+    const std::size_t length = ::wcsnlen(entry, lengthChars - position);
+    if (length == tokenLength && ::_wcsnicmp(entry, token, length) == 0) return true;
+    position += length + 1;
+  }
+  return false;
+}
+
+}  // namespace qvrn

@@ -1,0 +1,51 @@
+// What the network configuration engine and the adapter locator share: finding a component, values in a component's
+// parameter key, and the intermediate driver's UpperBindings.
+#pragma once
+
+#include <windows.h>
+
+#include <netcfgx.h>
+
+#include <memory>
+
+namespace qvrn {
+
+/// Instance ids of the virtual miniports above an adapter (REG_MULTI_SZ), newest first.
+inline constexpr wchar_t kUpperBindings[] = L"UpperBindings";
+
+/// Finds the network-class component with this instance GUID. S_OK: `*component` holds a reference. S_FALSE: there is
+/// none and `*component` is untouched. Otherwise the failure of the enumeration or of a component's GetInstanceGuid.
+HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept;
+
+/// Reads a value of the component's parameter key into a buffer of 4096 bytes; larger values are refused although larger
+/// ones can be written (kept: backups of that size are restored by hand). Results: S_OK with the size read; the failure
+/// of OpenParamKey; E_INVALIDARG for an absent value; E_ABORT for an empty or unreadable one; E_OUTOFMEMORY for a too
+/// large one. On failure `*sizeBytes` is 0 and the first four bytes of the buffer are zero.
+HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
+                           DWORD* sizeBytes) noexcept;
+
+/// Writes `sizeChars` characters as REG_MULTI_SZ. The failure of OpenParamKey, or the Win32 code of the write.
+LONG InsertRegistryParams(INetCfgComponent* component, const wchar_t* valueName, DWORD sizeChars,
+                          const void* data) noexcept;
+
+/// The failure of OpenParamKey, or the Win32 code of the deletion.
+LONG DeleteRegistryParams(INetCfgComponent* component, const wchar_t* valueName) noexcept;
+
+/// Puts `entry` in front of UpperBindings of an open key, without looking for a duplicate. A Win32 code.
+LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept;
+
+/// Takes `entry` (without regard to case) out of UpperBindings of an open key. The stored size shrinks by the entry's
+/// length plus one character whether or not it was there (kept: the miniport driver reads by size); nothing left deletes
+/// the value. A Win32 code; ERROR_FILE_NOT_FOUND when there is no value.
+LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept;
+
+/// "\Device\" and the GUID text; null when memory is short.
+std::unique_ptr<wchar_t[]> MakeDeviceName(const wchar_t* guidText) noexcept;
+
+/// The text after the last backslash; null when there is none or memory is short.
+std::unique_ptr<wchar_t[]> GuidFromDeviceName(const wchar_t* deviceName) noexcept;
+
+/// Whether a multi-string of `lengthChars` characters has an entry equal to `token` without regard to case.
+bool IsTokenInList(const wchar_t* token, const wchar_t* multiString, DWORD lengthChars) noexcept;
+
+}  // namespace qvrn

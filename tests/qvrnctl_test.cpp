@@ -1,0 +1,412 @@
+// The client's thinking: command lines, requests against a schema, what a put did and will do, and the output's form.
+#include "platform/wmi.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tools/qvrnctl/adapters.h"
+#include "tools/qvrnctl/commands.h"
+#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/properties.h"
+
+namespace qvrn {
+
+// For the messages of failed comparisons.
+void PrintTo(const Value& value, std::ostream* out) {
+  *out << testing::PrintToString(value == Value() ? std::wstring(L"NULL") : FormatValue(value));
+}
+
+namespace {
+
+using Words = std::vector<std::wstring>;
+
+// The error that `action` ends with; a failed test when it does not end with one.
+template <typename Action>
+ClientError ErrorOf(Action action) {
+  try {
+    action();
+  } catch (const ClientError& error) {
+    return error;
+  }
+  ADD_FAILURE() << "no error";
+  return Failed(L"no error");
+}
+
+bool Contains(const std::wstring& text, const std::wstring& part) { return text.find(part) != std::wstring::npos; }
+
+Value Number(std::int64_t number) { return number; }
+
+// --- command lines -------------------------------------------------------------------------------------------------
+
+int Nothing(const Arguments&) { return 0; }
+
+constexpr Command kTwoWords[] = {
+    {L"vlan", L"", 0, 0, 0, L"", L"", &Nothing},
+    {L"vlan add", L"ADAPTER", 1, 1, kChangingOptions, L"", L"", &Nothing},
+};
+
+TEST(Arguments, TakesWordsAndOptionsInAnyOrder) {
+  const struct {
+    Words words;
+    const wchar_t* command;
+    Words operands;
+    std::wstring computer;
+    std::wstring nameSpace;
+    bool json;
+    bool whatIf;
+  } cases[] = {
+      {{L"adapters"}, L"adapters", {}, L"", L"root\\cimv2", false, false},
+      {{L"--json", L"get", L"7"}, L"get", {L"7"}, L"", L"root\\cimv2", true, false},
+      {{L"get", L"--computer", L"\\\\HOST", L"7", L"RssMode"},
+       L"get",
+       {L"7", L"RssMode"},
+       L"HOST",
+       L"root\\cimv2",
+       false,
+       false},
+      {{L"get", L"7", L"--computer=h", L"--namespace=root\\x=y"}, L"get", {L"7"}, L"h", L"root\\x=y", false, false},
+      {{L"set", L"7", L"RssMode=-1", L"--what-if", L"--yes"},
+       L"set",
+       {L"7", L"RssMode=-1"},
+       L"",
+       L"root\\cimv2",
+       false,
+       true},
+      {{L"get", L"--", L"--json", L"-"}, L"get", {L"--json", L"-"}, L"", L"root\\cimv2", false, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    const Arguments arguments = ParseArguments(c.words, Commands());
+    ASSERT_NE(arguments.command, nullptr);
+    EXPECT_STREQ(arguments.command->name, c.command);
+    EXPECT_EQ(arguments.operands, c.operands);
+    EXPECT_EQ(arguments.computer, c.computer);
+    EXPECT_EQ(arguments.nameSpace, c.nameSpace);
+    EXPECT_EQ(arguments.json, c.json);
+    EXPECT_EQ(arguments.whatIf, c.whatIf);
+  }
+}
+
+TEST(Arguments, RefusesWhatItDoesNotUnderstand) {
+  const struct {
+    Words words;
+    const wchar_t* message;
+  } cases[] = {
+      {{}, L"a command is missing"},
+      {{L"Get"}, L"no command \"Get\""},
+      {{L"get"}, L"usage: qvrnctl get ADAPTER"},
+      {{L"set", L"7"}, L"too few"},
+      {{L"adapters", L"7"}, L"too many arguments: \"7\""},
+      {{L"get", L"7", L"--what-if"}, L"get does not take --what-if"},
+      {{L"adapters", L"--bogus"}, L"no option --bogus"},
+      {{L"adapters", L"--json=yes"}, L"--json takes no value"},
+      {{L"adapters", L"--computer"}, L"--computer needs a value"},
+      {{L"adapters", L"--computer", L"--json"}, L"--computer needs a value"},
+      {{L"adapters", L"--computer", L"\\\\"}, L"--computer needs a value"},
+      {{L"adapters", L"--namespace="}, L"--namespace needs a value"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    const ClientError error = ErrorOf([&] { ParseArguments(c.words, Commands()); });
+    EXPECT_EQ(error.ExitStatus(), kExitWrongUsage);
+    EXPECT_TRUE(Contains(error.Message(), c.message)) << testing::PrintToString(error.Message());
+  }
+}
+
+TEST(Arguments, HelpNeedsNothingElse) {
+  EXPECT_EQ(ParseArguments(Words{L"--help"}, Commands()).command, nullptr);
+  EXPECT_STREQ(ParseArguments(Words{L"set", L"-h"}, Commands()).command->name, L"set");
+  EXPECT_TRUE(ParseArguments(Words{L"--version"}, Commands()).version);
+}
+
+TEST(Arguments, TheLongerCommandNameWins) {
+  const Arguments arguments = ParseArguments(Words{L"vlan", L"add", L"7"}, kTwoWords);
+  EXPECT_STREQ(arguments.command->name, L"vlan add");
+  EXPECT_EQ(arguments.operands, Words{L"7"});
+  EXPECT_STREQ(ParseArguments(Words{L"vlan"}, kTwoWords).command->name, L"vlan");
+}
+
+// --- adapters ------------------------------------------------------------------------------------------------------
+
+TEST(Adapters, AreFoundByWhatNamesExactlyOne) {
+  const std::vector<Adapter> adapters = {
+      {L"7", L"Quorvane Ethernet", L"Storage", {}, {}},
+      {L"12", L"Quorvane Ethernet", L"7 West", {}, {}},
+      {L"13", L"Quorvane Ethernet #2", {}, {}, {}},
+  };
+  EXPECT_EQ(MatchAdapter(adapters, L"12").id, L"12");
+  EXPECT_EQ(MatchAdapter(adapters, L"storage").id, L"7");
+  EXPECT_EQ(MatchAdapter(adapters, L"QUORVANE ETHERNET #2").id, L"13");
+
+  const ClientError ambiguous = ErrorOf([&] { MatchAdapter(adapters, L"Quorvane Ethernet"); });
+  EXPECT_EQ(ambiguous.Message(),
+            L"adapter \"Quorvane Ethernet\" is ambiguous: 7 \"Storage\" (Quorvane Ethernet), 12 \"7 West\" (Quorvane "
+            L"Ethernet)");
+
+  for (const wchar_t* unknown : {L"1", L"007", L"Stor", L""}) {
+    const ClientError error = ErrorOf([&] { MatchAdapter(adapters, unknown); });
+    EXPECT_EQ(error.Code(), kNotFound);
+    EXPECT_TRUE(
+        Contains(error.Message(), L"is not served by the provider: WBEM_E_NOT_FOUND (0x80041002); it serves 7 "))
+        << testing::PrintToString(error.Message());
+  }
+  EXPECT_TRUE(Contains(ErrorOf([] { MatchAdapter({}, L"1"); }).Message(), L"it serves none"));
+}
+
+// --- properties ----------------------------------------------------------------------------------------------------
+
+PropertyInfo Info(const wchar_t* name, const wchar_t* keyword) {
+  PropertyInfo info;
+  info.name = name;
+  info.keyword = keyword;
+  info.writable = true;
+  info.least = 0;
+  return info;
+}
+
+class Properties : public testing::Test {
+ protected:
+  Properties() {
+    properties[0].text = properties[0].key = true;
+    properties[0].writable = false;
+    properties[1].namedValues = {{L"0", L"Disabled"}, {L"3", L"Rx and Tx"}};
+    properties[2].most = 9014;
+    properties[3].least.reset();
+    for (std::size_t i = 0; i < properties.size(); ++i) states.push_back({properties[i], values[i]});
+  }
+
+  std::vector<Request> Ask(const Words& words) const { return ParseRequests(properties, words); }
+
+  std::vector<PropertyState> With(std::size_t i, const Value& value) const {
+    auto changed = states;
+    changed[i].value = value;
+    return changed;
+  }
+
+  std::vector<PropertyInfo> properties = {Info(L"SettingID", L""), Info(L"FlowControl", L"*FlowControl"),
+                                          Info(L"MaxFrameSize", L"*JumboPacket"), Info(L"Offset", L"Offset"),
+                                          Info(L"RssMode", L"*RSS")};
+  const std::vector<Value> values = {Value(L"7"), Number(3), Number(1514), Number(5), Value()};
+  std::vector<PropertyState> states;
+};
+
+TEST_F(Properties, RequestsAreReadByTheSchema) {
+  const struct {
+    const wchar_t* word;
+    const wchar_t* name;
+    std::int64_t value;
+  } cases[] = {
+      {L"maxframesize=9014", L"MaxFrameSize", 9014},   {L"FlowControl=rx AND tx", L"FlowControl", 3},
+      {L"FlowControl=1", L"FlowControl", 1},           {L"Offset=-2147483648", L"Offset", -2147483648LL},
+      {L"RssMode=2147483647", L"RssMode", 2147483647}, {L"RssMode=0001", L"RssMode", 1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(c.word)));
+    const auto requests = Ask({c.word});
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(requests[0].info.name, c.name);
+    EXPECT_EQ(requests[0].value, Number(c.value));
+  }
+}
+
+TEST_F(Properties, RequestsThatTheSchemaRefusesAreWrongUsage) {
+  const struct {
+    Words words;
+    const wchar_t* message;
+  } cases[] = {
+      {{L"MaxFrameSize"}, L"not of the form PROPERTY=VALUE"},
+      {{L"Speed=1"}, L"no property \"Speed\"; there are SettingID, FlowControl, MaxFrameSize, Offset, RssMode"},
+      {{L"SettingID=8"}, L"SettingID cannot be set"},
+      {{L"RssMode=1", L"rssmode=2"}, L"RssMode is given twice"},
+      {{L"FlowControl=both"}, L"it takes a number, 0 or \"Disabled\", 3 or \"Rx and Tx\""},
+      {{L"RssMode="}, L"it takes a number"},
+      {{L"RssMode=-"}, L"it takes a number"},
+      {{L"RssMode=1.5"}, L"it takes a number"},
+      {{L"RssMode= 1"}, L"it takes a number"},
+      {{L"RssMode=-1"}, L"it takes 0 to 2147483647"},
+      {{L"MaxFrameSize=9015"}, L"it takes 0 to 9014"},
+      {{L"Offset=2147483648"}, L"it takes -2147483648 to 2147483647"},
+      {{L"Offset=99999999999999999999"}, L"it takes a number"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    const ClientError error = ErrorOf([&] { Ask(c.words); });
+    EXPECT_EQ(error.ExitStatus(), kExitWrongUsage);
+    EXPECT_TRUE(Contains(error.Message(), c.message)) << testing::PrintToString(error.Message());
+  }
+}
+
+TEST_F(Properties, APropertyThatTheAdapterLacksCannotBeAskedFor) {
+  EXPECT_NO_THROW(CheckSupported(states, Ask({L"FlowControl=0", L"Offset=1"})));
+  EXPECT_EQ(ErrorOf([&] { CheckSupported(states, Ask({L"FlowControl=0", L"RssMode=1"})); }).ExitStatus(), kExitFailed);
+}
+
+TEST_F(Properties, OnlyADifferentValueIsAChange) {
+  EXPECT_FALSE(AnyChange(states, Ask({L"FlowControl=Rx and Tx", L"MaxFrameSize=1514"})));
+  EXPECT_TRUE(AnyChange(states, Ask({L"FlowControl=3", L"MaxFrameSize=1515"})));
+}
+
+TEST_F(Properties, EveryRequestAndEveryOtherChangeIsReported) {
+  const struct {
+    Words asked;
+    std::size_t changed;  // which property is different after the put
+    Value after;
+    Words lines;
+  } cases[] = {
+      {{L"MaxFrameSize=9014"}, 2, Number(9014), {L"MaxFrameSize 1514 -> 9014"}},
+      {{L"FlowControl=0"}, 1, Number(0), {L"FlowControl 3 (Rx and Tx) -> 0 (Disabled)"}},
+      {{L"MaxFrameSize=4000"},
+       2,
+       Number(1514),
+       {L"MaxFrameSize stays 1514: 4000 was not taken (outside the driver's range, or not among its values)"}},
+      {{L"MaxFrameSize=4000"},
+       2,
+       Number(4088),
+       {L"MaxFrameSize 1514 -> 4088: 4000 was not taken (outside the driver's range, or not among its values)"}},
+      {{L"FlowControl=3"},
+       2,
+       Number(9014),
+       {L"FlowControl is 3 (Rx and Tx) already", L"MaxFrameSize 1514 -> 9014 (not asked for)"}},
+      {{L"FlowControl=3"},
+       1,
+       Number(0),
+       {L"FlowControl 3 (Rx and Tx) -> 0 (Disabled): 3 was not taken (outside the driver's range, or not among its "
+        L"values)"}},
+      {{L"FlowControl=3"}, 3, Value(), {L"FlowControl is 3 (Rx and Tx) already", L"Offset 5 -> - (not asked for)"}},
+  };
+  for (const auto& c : cases) {
+    Words lines;
+    for (const Outcome& outcome : CompareStates(states, Ask(c.asked), With(c.changed, c.after))) {
+      lines.push_back(FormatOutcome(outcome));
+    }
+    EXPECT_EQ(lines, c.lines);
+  }
+}
+
+TEST_F(Properties, WhatIsForeseenIsWhatIsAskedForAndNothingElse) {
+  const auto requests = Ask({L"MaxFrameSize=9014", L"FlowControl=3"});
+  const auto outcomes = CompareStates(states, requests, Foresee(states, requests));
+  ASSERT_EQ(outcomes.size(), 2U);
+  EXPECT_EQ(outcomes[0].result, Result::kAlreadyThere);
+  EXPECT_EQ(outcomes[1].result, Result::kChanged);
+}
+
+TEST_F(Properties, RewritesAreFoundWhereAnotherFormOfTheValueIsStored) {
+  const std::wstring key = L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002BE10318}\\0007";
+  const std::wstring parameter = key + L"\\Ndi\\config\\*FlowControl";
+  const struct {
+    const wchar_t* situation;
+    const wchar_t* stored;  // null: not there
+    const wchar_t* type;
+    const wchar_t* allowed;
+    Words asked;
+    Words rewritten;  // stored and written
+  } cases[] = {
+      {L"another form", L"03", L"enum", L"3", {L"Offset=6"}, {L"03", L"3"}},
+      {L"with a tail", L"3 ", L"enum", L"3", {L"Offset=6"}, {L"3 ", L"3"}},
+      {L"the canonical form", L"3", L"enum", L"3", {L"Offset=6"}, {}},
+      {L"only the odd form is allowed", L"03", L"enum", L"03", {L"Offset=6"}, {}},
+      {L"a range", L"03", L"int", L"3", {L"Offset=6"}, {}},
+      {L"adapted on the way", L"6", L"enum", L"3", {L"Offset=6"}, {}},
+      {L"asked for", L"03", L"enum", L"3", {L"FlowControl=0"}, {}},
+      {L"not stored", nullptr, L"enum", L"3", {L"Offset=6"}, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(c.situation)));
+    std::map<std::pair<std::wstring, std::wstring>, std::wstring> registry = {
+        {{parameter, L"type"}, c.type}, {{parameter + L"\\Enum", c.allowed}, L"Rx and Tx"}};
+    if (c.stored != nullptr) registry[{key, L"*FlowControl"}] = c.stored;
+    const auto read = [&](const std::wstring& where, const std::wstring& name) -> std::optional<std::wstring> {
+      const auto found = registry.find({where, name});
+      return found == registry.end() ? std::nullopt : std::optional(found->second);
+    };
+    Words rewritten;
+    for (const Rewrite& rewrite : FindRewrites(L"7", states, Ask(c.asked), read)) {
+      EXPECT_EQ(rewrite.property, L"FlowControl");
+      rewritten.insert(rewritten.end(), {rewrite.stored, rewrite.written});
+    }
+    EXPECT_EQ(rewritten, c.rewritten);
+  }
+}
+
+TEST_F(Properties, RefusalsAreFoundWhereTheDriverDoesNotTakeAValue) {
+  const std::wstring configuration =
+      L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002BE10318}\\0012\\Ndi\\config\\";
+  const std::map<std::pair<std::wstring, std::wstring>, std::wstring> registry = {
+      {{configuration + L"*JumboPacket", L"type"}, L"int"},    {{configuration + L"*JumboPacket", L"min"}, L"1515"},
+      {{configuration + L"*JumboPacket", L"max"}, L"9000"},    {{configuration + L"*FlowControl", L"type"}, L"enum"},
+      {{configuration + L"*FlowControl\\Enum", L"0"}, L"Off"}, {{configuration + L"Offset", L"min"}, L"6"},
+  };
+  const auto read = [&](const std::wstring& where, const std::wstring& name) -> std::optional<std::wstring> {
+    const auto found = registry.find({where, name});
+    return found == registry.end() ? std::nullopt : std::optional(found->second);
+  };
+  const struct {
+    Words asked;
+    Words refusals;
+  } cases[] = {
+      {{L"MaxFrameSize=9000", L"FlowControl=0"}, {}},
+      {{L"MaxFrameSize=1515"}, {}},
+      {{L"MaxFrameSize=9001"}, {L"MaxFrameSize cannot be 9001: the driver takes 1515 to 9000"}},
+      {{L"MaxFrameSize=1513", L"FlowControl=1"},
+       {L"MaxFrameSize cannot be 1513: the driver takes 1515 to 9000",
+        L"FlowControl cannot be 1: it is not among the driver's values"}},
+      {{L"MaxFrameSize=1514", L"FlowControl=3"}, {}},  // what is there already is no question
+      {{L"Offset=4"}, {}},                             // neither a range nor a list is declared
+  };
+  for (const auto& c : cases) EXPECT_EQ(FindRefusals(L"12", states, Ask(c.asked), read), c.refusals);
+}
+
+// --- output --------------------------------------------------------------------------------------------------------
+
+TEST(Output, ColumnsAreAsWideAsTheirCharacters) {
+  EXPECT_EQ(FormatTable({{L"ID", L"NAME", L"GUID"}, {L"7", L"Büro", L"{1}"}, {L"12", L"\U0001F600", L""}}),
+            L"ID  NAME  GUID\n"
+            L"7   Büro  {1}\n"
+            L"12  \U0001F600\n");
+}
+
+TEST(Output, JsonIsEscapedSoThatAnyTextComesBack) {
+  const struct {
+    Value value;
+    const wchar_t* json;
+  } cases[] = {
+      {Value(), L"null"},
+      {Number(-2147483648LL), L"-2147483648"},
+      {Value(L""), L"\"\""},
+      {Value(L"a\"b\\c"), L"\"a\\\"b\\\\c\""},
+      {Value(L"\n\t\x1f"), L"\"\\u000a\\u0009\\u001f\""},
+      {Value(L"ü\U0001F600"), L"\"ü\U0001F600\""},
+      {Value(std::wstring{wchar_t(0xD83D), L'x', wchar_t(0xDE00)}), L"\"\\ud83dx\\ude00\""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(FormatJson({{{L"v", c.value}}}), L"[\n  {\"v\": " + std::wstring(c.json) + L"}\n]\n");
+  }
+  EXPECT_EQ(FormatJson({}), L"[]\n");
+  EXPECT_EQ(FormatJson({{{L"a", Number(1)}, {L"b", {}}}, {{L"a", Number(2)}, {L"b", L"x"}}}),
+            L"[\n  {\"a\": 1, \"b\": null},\n  {\"a\": 2, \"b\": \"x\"}\n]\n");
+}
+
+TEST(Errors, AreNamedWithTheirValueAndWithAdviceWhereThereIsSome) {
+  const struct {
+    HRESULT code;
+    const wchar_t* message;
+  } cases[] = {
+      {kNotFound, L"it: WBEM_E_NOT_FOUND (0x80041002)"},
+      {static_cast<HRESULT>(0x80041024), L"it: WBEM_E_PROVIDER_NOT_CAPABLE (0x80041024)"},
+      {E_FAIL, L"it: E_FAIL (0x80004005)"},
+      {static_cast<HRESULT>(0x8007000D), L"it: 0x8007000D"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(WmiFailed(L"it", c.code).Message(), c.message);
+  EXPECT_TRUE(Contains(WmiFailed(L"it", static_cast<HRESULT>(0x80041010)).Message(),
+                       L"; the classes are not registered; run mofcomp"));
+  EXPECT_TRUE(Contains(WmiFailed(L"it", static_cast<HRESULT>(0x80041013)).Message(), L"regsvr32"));
+  EXPECT_TRUE(Contains(WmiFailed(L"it", static_cast<HRESULT>(0x80041003)).Message(), L"administrator"));
+}
+
+}  // namespace
+}  // namespace qvrn

@@ -1,0 +1,92 @@
+#include "tests/support/imports.h"
+
+#include <oleauto.h>
+#include <setupapi.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cwchar>
+#include <mutex>
+#include <new>
+#include <utility>
+
+namespace {
+
+std::mutex g_lock;
+std::vector<std::wstring> g_debugOutput;
+std::vector<std::wstring> g_messageBoxes;
+std::atomic<bool> g_visible{false};
+std::atomic<std::size_t> g_failingBytes{0};
+std::wstring g_failingText;
+std::atomic<int> g_failingTextSkip{-1};
+
+template <typename Function>
+Function RealFunction(const wchar_t* module, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryW(module), name)));
+}
+
+void Append(std::vector<std::wstring>& list, std::wstring text) {
+  const std::lock_guard<std::mutex> guard(g_lock);
+  list.push_back(std::move(text));
+}
+
+std::vector<std::wstring> Take(std::vector<std::wstring>& list) {
+  const std::lock_guard<std::mutex> guard(g_lock);
+  return std::exchange(list, {});
+}
+
+void WINAPI RecordDebugOutput(const wchar_t* text) { Append(g_debugOutput, text); }
+
+int WINAPI RecordMessageBox(HWND, const wchar_t* text, const wchar_t* caption, UINT style) {
+  Append(g_messageBoxes, std::wstring(caption) + L"|" + text + L"|" + std::to_wstring(style));
+  return IDOK;
+}
+
+BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*) {
+  static_cast<USEROBJECTFLAGS*>(information)->dwFlags = g_visible ? WSF_VISIBLE : 0;
+  return TRUE;
+}
+
+// The platform of the test bed has no such function: it answers FALSE with last error 0.
+BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL_HEADER*, DWORD) { return TRUE; }
+
+BSTR WINAPI AllocateText(const wchar_t* text) {
+  static const auto real = RealFunction<decltype(&::SysAllocString)>(L"oleaut32.dll", "SysAllocString");
+  if (g_failingTextSkip >= 0 && text != nullptr && g_failingText == text && g_failingTextSkip-- == 0) return nullptr;
+  return real(text);
+}
+
+}  // namespace
+
+extern "C" {
+decltype(&::OutputDebugStringW) __imp_OutputDebugStringW = RecordDebugOutput;
+decltype(&::MessageBoxW) __imp_MessageBoxW = RecordMessageBox;
+decltype(&::GetUserObjectInformationW) __imp_GetUserObjectInformationW = AnswerUserObject;
+decltype(&::SetupDiSetClassInstallParamsW) __imp_SetupDiSetClassInstallParamsW = AcceptClassInstallParams;
+decltype(&::SysAllocString) __imp_SysAllocString = AllocateText;
+}
+
+void* operator new(std::size_t bytes) {
+  void* memory = bytes == g_failingBytes ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace tests {
+
+std::vector<std::wstring> TakeDebugOutput() { return Take(g_debugOutput); }
+std::vector<std::wstring> TakeMessageBoxes() { return Take(g_messageBoxes); }
+void SetWindowStationVisible(bool visible) { g_visible = visible; }
+
+FailingAllocation::FailingAllocation(std::size_t bytes) noexcept { g_failingBytes = bytes; }
+FailingAllocation::~FailingAllocation() { g_failingBytes = 0; }
+
+FailingText::FailingText(const wchar_t* text, int skip) {
+  g_failingText = text;
+  g_failingTextSkip = skip;
+}
+FailingText::~FailingText() { g_failingTextSkip = -1; }
+
+}  // namespace tests

@@ -1,0 +1,40 @@
+// Imports of the platform that this test program answers itself: the libraries under test are linked in, so their import
+// pointers can be defined here. What is not told otherwise goes to the platform.
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+/// What went to OutputDebugStringW since the last call.
+std::vector<std::wstring> TakeDebugOutput();
+
+/// Message boxes since the last call, each "CAPTION|TEXT|STYLE"; none is ever shown.
+std::vector<std::wstring> TakeMessageBoxes();
+
+/// Whether the process's window station counts as visible; reset to false by each machine.
+void SetWindowStationVisible(bool visible);
+
+/// While it lives, every operator new of exactly this many bytes fails.
+class FailingAllocation {
+ public:
+  explicit FailingAllocation(std::size_t bytes) noexcept;
+  ~FailingAllocation();
+  FailingAllocation(const FailingAllocation&) = delete;
+  FailingAllocation& operator=(const FailingAllocation&) = delete;
+};
+
+/// While it lives, SysAllocString of this text fails, once `skip` calls of it have passed.
+class FailingText {
+ public:
+  explicit FailingText(const wchar_t* text, int skip = 0);
+  ~FailingText();
+  FailingText(const FailingText&) = delete;
+  FailingText& operator=(const FailingText&) = delete;
+};
+
+}  // namespace tests

@@ -1,0 +1,77 @@
+#include "tests/support/registrysnapshot.h"
+
+#include <cstring>
+#include <cwchar>
+
+#include "platform/boundedtext.h"
+#include "platform/registrykey.h"
+
+namespace tests {
+namespace {
+
+using qvrn::RegistryKey;
+
+std::wstring Hex(DWORD type, const std::vector<BYTE>& data, std::size_t bytes) {
+  std::wstring text = std::to_wstring(type) + L":";
+  for (std::size_t index = 0; index < bytes; ++index) {
+    wchar_t digits[4];
+    qvrn::FormatText(digits, L" %02x", data[index]);
+    text += digits;
+  }
+  return text;
+}
+
+void Collect(HKEY key, const std::wstring& path, const std::wstring& skipped, Snapshot& snapshot) {
+  if (path == skipped) return;
+  snapshot[path + L":"] = L"";
+  std::vector<wchar_t> name(16384);
+  std::vector<BYTE> data(65536);
+  for (DWORD index = 0;; ++index) {
+    DWORD nameChars = static_cast<DWORD>(name.size());
+    DWORD bytes = static_cast<DWORD>(data.size());
+    DWORD type = 0;
+    if (::RegEnumValueW(key, index, name.data(), &nameChars, nullptr, &type, data.data(), &bytes) != ERROR_SUCCESS) break;
+    snapshot[path + L":" + name.data()] = Hex(type, data, bytes);
+  }
+  wchar_t subkey[qvrn::kPathChars];
+  RegistryKey child;
+  for (DWORD index = 0;; ++index) {
+    DWORD chars = qvrn::kPathChars;
+    if (::RegEnumKeyExW(key, index, subkey, &chars, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+    if (child.Open(key, subkey, KEY_READ) != ERROR_SUCCESS) continue;
+    Collect(child.Get(), path.empty() ? subkey : path + L"\\" + subkey, skipped, snapshot);
+  }
+}
+
+}  // namespace
+
+Snapshot TakeSnapshot(HKEY root, const std::wstring& skipped) {
+  Snapshot snapshot;
+  Collect(root, L"", skipped, snapshot);
+  return snapshot;
+}
+
+std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after) {
+  std::vector<std::wstring> changes;
+  for (const auto& [name, value] : after) {
+    const auto old = before.find(name);
+    if (old == before.end()) {
+      changes.push_back(L"+" + name + L" = " + value);
+    } else if (old->second != value) {
+      changes.push_back(name + L" = " + old->second + L" -> " + value);
+    }
+  }
+  for (const auto& [name, value] : before) {
+    if (after.count(name) == 0) changes.push_back(L"-" + name);
+  }
+  return changes;
+}
+
+std::wstring TextValue(const wchar_t* text) {
+  const std::size_t bytes = (std::wcslen(text) + 1) * sizeof(wchar_t);
+  std::vector<BYTE> data(bytes);
+  std::memcpy(data.data(), text, bytes);
+  return Hex(REG_SZ, data, bytes);
+}
+
+}  // namespace tests

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+/// Values of a registry tree: "KEY\SUBKEY:NAME" to "TYPE:HEX BYTES".
+using Snapshot = std::map<std::wstring, std::wstring>;
+
+/// Everything below `root` but the subtree at the path `skipped`.
+Snapshot TakeSnapshot(HKEY root, const std::wstring& skipped = L"-");
+
+/// What changed, one line each: "+KEY:NAME = ...", "-KEY:NAME", "KEY:NAME = old -> new".
+std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after);
+
+/// Type and bytes of a REG_SZ value as a snapshot shows them.
+std::wstring TextValue(const wchar_t* text);
+
+}  // namespace tests

@@ -1,0 +1,152 @@
+#include "tools/qvrnctl/adapters.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <map>
+#include <string_view>
+
+#include "tools/qvrnctl/commands.h"
+#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/properties.h"
+
+namespace qvrn {
+namespace {
+
+std::wstring TextOf(const Value& value) {
+  const auto* text = std::get_if<std::wstring>(&value);
+  return text == nullptr ? std::wstring() : *text;
+}
+
+// The provider ends an enumeration without instances as "not found".
+std::vector<WmiObject> QueryConfigurations(const WmiClient& wmi) {
+  try {
+    return wmi.Query(std::wstring(L"SELECT * FROM ") + kConfigurationClass);
+  } catch (const ClientError& error) {
+    if (error.Code() != kNotFound) throw;
+    return {};
+  }
+}
+
+// All columns are asked for: not every Windows has each of them, and a query that names one too many fails.
+std::map<std::wstring, WmiObject> QueryNetworkAdapters(const WmiClient& wmi) {
+  std::map<std::wstring, WmiObject> adapters;
+  for (WmiObject& adapter : wmi.Query(L"SELECT * FROM Win32_NetworkAdapter")) {
+    adapters.emplace(TextOf(ReadProperty(adapter.Get(), L"DeviceID")), adapter);
+  }
+  return adapters;
+}
+
+Adapter Describe(const std::wstring& id, IWbemClassObject* adapter) {
+  if (adapter == nullptr) return {id, {}, {}, {}, {}};
+  return {id, ReadProperty(adapter, L"Name"), ReadProperty(adapter, L"NetConnectionID"), ReadProperty(adapter, L"GUID"),
+          ReadProperty(adapter, L"PNPDeviceID")};
+}
+
+bool IsNamed(const Adapter& adapter, const std::wstring& wanted) {
+  return !wanted.empty() && (EqualText(adapter.id, wanted) || EqualText(TextOf(adapter.name), wanted) ||
+                             EqualText(TextOf(adapter.connection), wanted));
+}
+
+// `7 "Local Area Connection" (Adapter Name)`
+std::wstring Label(const Adapter& adapter) {
+  std::wstring label = adapter.id;
+  if (const std::wstring connection = TextOf(adapter.connection); !connection.empty())
+    label += L" \"" + connection + L"\"";
+  if (const std::wstring name = TextOf(adapter.name); !name.empty()) label += L" (" + name + L")";
+  return label;
+}
+
+std::wstring Labels(const std::vector<Adapter>& adapters) {
+  std::vector<std::wstring> labels;
+  for (const Adapter& adapter : adapters) labels.push_back(Label(adapter));
+  return Join(labels);
+}
+
+// The decimal form without leading zeros: the only one that names an adapter.
+bool IsId(const std::wstring& text) {
+  const bool digits = !text.empty() && text.find_first_not_of(L"0123456789") == std::wstring::npos;
+  return digits && text.size() < 10 && (text == L"0" || text[0] != L'0');
+}
+
+}  // namespace
+
+WmiObject FetchConfigurationClass(const WmiClient& wmi) {
+  try {
+    return wmi.Fetch(kConfigurationClass, std::wstring(L"class ") + kConfigurationClass);
+  } catch (const ClientError& error) {
+    if (error.Code() != kNotFound) throw;
+    throw ClassMissing(kConfigurationClass, kNotFound);
+  }
+}
+
+std::vector<Adapter> ListAdapters(const WmiClient& wmi) {
+  std::vector<Adapter> adapters;
+  const std::vector<WmiObject> configurations = QueryConfigurations(wmi);
+  if (configurations.empty()) {
+    FetchConfigurationClass(wmi);  // a class that is not registered may look like one without instances
+    return adapters;
+  }
+  const std::map<std::wstring, WmiObject> known = QueryNetworkAdapters(wmi);
+  for (const WmiObject& configuration : configurations) {
+    const std::wstring id = TextOf(ReadProperty(configuration.Get(), L"SettingID"));
+    const auto found = known.find(id);
+    adapters.push_back(Describe(id, found == known.end() ? nullptr : found->second.Get()));
+  }
+  return adapters;
+}
+
+const Adapter& MatchAdapter(const std::vector<Adapter>& adapters, const std::wstring& wanted) {
+  const auto isMeant = [&](const Adapter& adapter) { return IsNamed(adapter, wanted); };
+  const auto found = std::find_if(adapters.begin(), adapters.end(), isMeant);
+  if (found == adapters.end()) {
+    const std::wstring subject = L"adapter \"" + wanted + L"\" is not served by the provider: ";
+    const std::wstring served = adapters.empty() ? L"; it serves none" : L"; it serves " + Labels(adapters);
+    throw ClientError(kExitFailed, subject + NameOfCode(kNotFound) + served, kNotFound);
+  }
+  if (std::find_if(found + 1, adapters.end(), isMeant) != adapters.end()) {
+    std::vector<Adapter> meant;
+    std::copy_if(found, adapters.end(), std::back_inserter(meant), isMeant);
+    throw Failed(L"adapter \"" + wanted + L"\" is ambiguous: " + Labels(meant));
+  }
+  return *found;
+}
+
+WmiObject FetchConfiguration(const WmiClient& wmi, const std::wstring& id) {
+  const std::wstring path = std::wstring(kConfigurationClass) + L".SettingID=\"" + id + L"\"";
+  return wmi.Fetch(path, L"adapter \"" + id + L"\"");
+}
+
+WmiObject FindConfiguration(const WmiClient& wmi, const std::wstring& wanted) {
+  if (IsId(wanted)) {
+    try {
+      return FetchConfiguration(wmi, wanted);
+    } catch (const ClientError& error) {
+      if (error.Code() != kNotFound) throw;
+    }
+  }
+  return FetchConfiguration(wmi, MatchAdapter(ListAdapters(wmi), wanted).id);
+}
+
+int RunAdapters(const Arguments& arguments) {
+  const std::vector<Adapter> adapters = ListAdapters(WmiClient(arguments));
+  if (adapters.empty()) WriteError(L"the provider serves no adapter");
+  std::vector<TableRow> table = {{L"ID", L"CONNECTION", L"NAME", L"GUID"}};
+  std::vector<JsonRow> json;
+  for (const Adapter& a : adapters) {
+    table.push_back({a.id, TextOf(a.connection), TextOf(a.name), TextOf(a.guid)});
+    json.push_back({{L"id", a.id},
+                    {L"name", a.name},
+                    {L"connection", a.connection},
+                    {L"guid", a.guid},
+                    {L"pnpDeviceId", a.pnpDeviceId}});
+  }
+  if (arguments.json) {
+    WriteOut(FormatJson(json));
+  } else if (!adapters.empty()) {
+    WriteOut(FormatTable(table));
+  }
+  return kExitDone;
+}
+
+}  // namespace qvrn

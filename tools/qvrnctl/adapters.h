@@ -1,0 +1,38 @@
+// The served adapters: which there are, and which one the user means.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/qvrnctl/wmiclient.h"
+
+namespace qvrn {
+
+inline constexpr wchar_t kConfigurationClass[] = L"QvrnEN_NetworkAdapterConfiguration";
+
+/// A served adapter; what Win32_NetworkAdapter does not know of it is NULL.
+struct Adapter {
+  std::wstring id;  ///< SettingID, which is Win32_NetworkAdapter's DeviceID
+  Value name;
+  Value connection;
+  Value guid;
+  Value pnpDeviceId;
+};
+
+/// The configuration class itself. Throws ClientError that says what to do when it is not registered.
+WmiObject FetchConfigurationClass(const WmiClient& wmi);
+
+/// All instances of the configuration class, joined with Win32_NetworkAdapter. None is an empty list.
+std::vector<Adapter> ListAdapters(const WmiClient& wmi);
+
+/// The adapter that `wanted` names: by id, exact name or connection name, without regard to case. Throws ClientError,
+/// with the adapters that there are, when none is meant or more than one.
+const Adapter& MatchAdapter(const std::vector<Adapter>& adapters, const std::wstring& wanted);
+
+/// The configuration instance of the adapter with this id. Throws ClientError; WBEM_E_NOT_FOUND when it is not served.
+WmiObject FetchConfiguration(const WmiClient& wmi, const std::wstring& id);
+
+/// The configuration instance of the adapter that `wanted` names; an id costs one request and no enumeration.
+WmiObject FindConfiguration(const WmiClient& wmi, const std::wstring& wanted);
+
+}  // namespace qvrn

@@ -1,0 +1,61 @@
+// The command line: what was asked, and the help that says what may be asked.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace qvrn {
+
+struct Command;
+
+/// A parsed command line.
+struct Arguments {
+  const Command* command = nullptr;  ///< null only with `help` or `version`
+  std::vector<std::wstring> operands;
+  std::wstring computer;  ///< without leading backslashes; empty for this one
+  std::wstring nameSpace = L"root\\cimv2";
+  bool json = false;
+  bool whatIf = false;
+  bool yes = false;
+  bool help = false;
+  bool version = false;
+};
+
+/// Options as bits, so that a command can say which ones it takes. Help and version are taken everywhere.
+enum Option : unsigned {
+  kOptionComputer = 1,
+  kOptionNamespace = 2,
+  kOptionJson = 4,
+  kOptionWhatIf = 8,
+  kOptionYes = 16,
+  kOptionHelp = 32,
+  kOptionVersion = 64,
+};
+inline constexpr unsigned kReadingOptions = kOptionComputer | kOptionNamespace | kOptionJson;
+inline constexpr unsigned kChangingOptions = kReadingOptions | kOptionWhatIf | kOptionYes;
+
+inline constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
+
+/// One command: a row of the client's table. The name may be of two words ("noun verb").
+struct Command {
+  const wchar_t* name;
+  const wchar_t* operands;  ///< for the usage line
+  std::size_t least;        ///< fewest operands
+  std::size_t most;         ///< most operands
+  unsigned options;
+  const wchar_t* summary;  ///< one line
+  const wchar_t* details;  ///< whole lines
+  int (*run)(const Arguments& arguments);
+};
+
+/// Parses the words after the program's name. Throws ClientError (wrong usage) with the usage that would be right.
+Arguments ParseArguments(std::span<const std::wstring> words, std::span<const Command> commands);
+
+/// What `--help` prints without a command.
+std::wstring GeneralHelp(std::span<const Command> commands);
+/// What `--help` prints for one command.
+std::wstring CommandHelp(const Command& command);
+
+}  // namespace qvrn

@@ -1,0 +1,17 @@
+// The client's commands; each gives the process's exit status and throws ClientError to end early.
+#pragma once
+
+#include <span>
+
+#include "tools/qvrnctl/arguments.h"
+
+namespace qvrn {
+
+/// All commands, in the order of the help.
+std::span<const Command> Commands();
+
+int RunAdapters(const Arguments& arguments);
+int RunGet(const Arguments& arguments);
+int RunSet(const Arguments& arguments);
+
+}  // namespace qvrn

@@ -1,0 +1,94 @@
+// Reading, asking for and changing properties, as far as it can be thought out without WMI.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/qvrnctl/propertyinfo.h"
+
+namespace qvrn {
+
+/// Equal without regard to case, by the ordinal rules of the platform's names.
+bool EqualText(const std::wstring& left, const std::wstring& right);
+
+/// A value as people read it: "3", a text, "-" for NULL.
+std::wstring FormatValue(const Value& value);
+/// The same with the schema's meaning: "3 (Rx and Tx)".
+std::wstring FormatWithMeaning(const PropertyInfo& info, const Value& value);
+/// The schema's meaning of a value; NULL when it names none.
+Value MeaningOf(const PropertyInfo& info, const Value& value);
+
+/// The declared property with this name, without regard to case. Throws ClientError (wrong usage) naming the valid
+/// ones.
+const PropertyInfo& FindProperty(const std::vector<PropertyInfo>& properties, const std::wstring& name);
+
+/// What the user asks for: property = value.
+struct Request {
+  PropertyInfo info;
+  Value value;
+};
+
+/// Reads "PROPERTY=VALUE" words against the schema. A value is a number within the declared bounds or one of the named
+/// meanings. Throws ClientError (wrong usage) on what the schema refuses.
+std::vector<Request> ParseRequests(const std::vector<PropertyInfo>& properties, std::span<const std::wstring> words);
+
+/// Throws ClientError (failed) when the adapter lacks a property that is asked for.
+void CheckSupported(const std::vector<PropertyState>& states, const std::vector<Request>& requests);
+
+/// Whether any request differs from what is there. When none does, nothing has to be put.
+bool AnyChange(const std::vector<PropertyState>& states, const std::vector<Request>& requests);
+
+/// What became of a property.
+enum class Result {
+  kChanged,       ///< asked for, and there now
+  kAlreadyThere,  ///< asked for, and there before
+  kNotTaken,      ///< asked for, and not there
+  kAlsoChanged,   ///< not asked for
+};
+
+struct Outcome {
+  PropertyInfo info;
+  Result result;
+  Value before;
+  Value requested;
+  Value after;
+};
+
+/// Compares the properties before and after a put: every request, and whatever else is different.
+std::vector<Outcome> CompareStates(const std::vector<PropertyState>& before, const std::vector<Request>& requests,
+                                   const std::vector<PropertyState>& after);
+
+/// The properties as they would be when every request is taken.
+std::vector<PropertyState> Foresee(std::vector<PropertyState> states, const std::vector<Request>& requests);
+
+/// One line for people: "MaxFrameSize 1514 -> 9014".
+std::wstring FormatOutcome(const Outcome& outcome);
+/// The result for programs: "changed", "unchanged", "notTaken", "alsoChanged".
+const wchar_t* ResultName(Result result);
+
+/// A stored text that a put replaces by the canonical form of the same value although nobody asked for that.
+struct Rewrite {
+  std::wstring property;
+  Value value;
+  std::wstring stored;
+  std::wstring written;
+
+  bool operator==(const Rewrite&) const = default;
+};
+
+/// Reads a text value from a key of the machine's registry; none when it is not there.
+using TextReader = std::function<std::optional<std::wstring>(const std::wstring& key, const std::wstring& name)>;
+
+/// A put carries every property. Finds those, not asked for, whose stored text is another form of their value and whose
+/// list of allowed values has the canonical one: they are stored anew.
+std::vector<Rewrite> FindRewrites(const std::wstring& adapterId, const std::vector<PropertyState>& states,
+                                  const std::vector<Request>& requests, const TextReader& readText);
+
+/// The provider ignores a value that the driver does not take. Finds such requests: one line each that says why.
+std::vector<std::wstring> FindRefusals(const std::wstring& adapterId, const std::vector<PropertyState>& states,
+                                       const std::vector<Request>& requests, const TextReader& readText);
+
+}  // namespace qvrn

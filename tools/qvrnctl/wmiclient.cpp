@@ -1,0 +1,211 @@
+#include "tools/qvrnctl/wmiclient.h"
+
+#include "platform/comtext.h"
+
+#include <cwchar>
+#include <string_view>
+
+#include "tools/qvrnctl/errors.h"
+
+namespace qvrn {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+constexpr std::wstring_view kKeywordMapping = L"Registry.AdapterInstanceKey|";
+
+void Check(HRESULT code, const std::wstring& subject) {
+  if (FAILED(code)) throw WmiFailed(subject, code);
+}
+
+// Without it a remote proxy identifies the client too weakly; what is no proxy refuses, and needs none.
+void SecureProxy(IUnknown* proxy) noexcept {
+  ::CoSetProxyBlanket(proxy, RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT, COLE_DEFAULT_PRINCIPAL,
+                      RPC_C_AUTHN_LEVEL_PKT_PRIVACY, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
+}
+
+Value ToValue(const VARIANT& variant, CIMTYPE type) {
+  switch (variant.vt) {
+    case VT_I4:
+      return type == CIM_UINT32 ? std::int64_t{variant.ulVal} : std::int64_t{variant.lVal};
+    case VT_I2:
+      return std::int64_t{variant.iVal};
+    case VT_UI1:
+      return std::int64_t{variant.bVal};
+    case VT_BOOL:
+      return std::int64_t{variant.boolVal != VARIANT_FALSE};
+    case VT_BSTR:
+      return std::wstring(variant.bstrVal == nullptr ? L"" : variant.bstrVal);
+    default:
+      return {};
+  }
+}
+
+// A qualifier's value as it is; empty (VT_EMPTY) when the property does not have it.
+class QualifierReader {
+ public:
+  QualifierReader(IWbemClassObject* classObject, const wchar_t* property) {
+    Check(classObject->GetPropertyQualifierSet(property, m_set.GetAddressOf()), L"a property's qualifiers");
+  }
+
+  bool IsSet(const wchar_t* name) const {
+    Variant value;
+    return Read(name, value) && value.Get()->vt == VT_BOOL && value.Get()->boolVal != VARIANT_FALSE;
+  }
+
+  std::wstring Text(const wchar_t* name) const {
+    Variant value;
+    return Read(name, value) && value.IsText() ? value.Text() : L"";
+  }
+
+  std::optional<std::int64_t> Number(const wchar_t* name) const {
+    Variant value;
+    if (!Read(name, value) || !value.IsInteger()) return std::nullopt;
+    return value.Integer();
+  }
+
+  std::vector<std::wstring> Texts(const wchar_t* name) const {
+    std::vector<std::wstring> texts;
+    Variant value;
+    if (!Read(name, value) || value.Get()->vt != (VT_ARRAY | VT_BSTR)) return texts;
+    SAFEARRAY* array = value.Get()->parray;
+    LONG last = -1;
+    ::SafeArrayGetUBound(array, 1, &last);
+    for (LONG i = 0; i <= last; ++i) {
+      Bstr text;
+      if (SUCCEEDED(::SafeArrayGetElement(array, &i, text.Put()))) {
+        texts.emplace_back(text.Get() == nullptr ? L"" : text.Get());
+      }
+    }
+    return texts;
+  }
+
+ private:
+  bool Read(const wchar_t* name, Variant& value) const { return SUCCEEDED(m_set->Get(name, 0, value.Put(), nullptr)); }
+
+  ComPtr<IWbemQualifierSet> m_set;
+};
+
+std::wstring FindKeyword(const std::vector<std::wstring>& mappings) {
+  for (const std::wstring& mapping : mappings) {
+    if (mapping.starts_with(kKeywordMapping)) return mapping.substr(kKeywordMapping.size());
+  }
+  return {};
+}
+
+PropertyInfo DescribeProperty(IWbemClassObject* classObject, const wchar_t* name, CIMTYPE type) {
+  const QualifierReader qualifiers(classObject, name);
+  PropertyInfo info;
+  info.name = name;
+  info.text = type == CIM_STRING;
+  info.key = qualifiers.IsSet(L"key");
+  info.writable = qualifiers.IsSet(L"write");
+  info.units = qualifiers.Text(L"Units");
+  info.keyword = FindKeyword(qualifiers.Texts(L"MappingStrings"));
+  info.least = qualifiers.Number(L"MinValue");
+  info.most = qualifiers.Number(L"MaxValue");
+  const std::vector<std::wstring> values = qualifiers.Texts(L"ValueMap");
+  const std::vector<std::wstring> meanings = qualifiers.Texts(L"Values");
+  for (std::size_t i = 0; i < values.size() && i < meanings.size(); ++i) {
+    info.namedValues.push_back({values[i], meanings[i]});
+  }
+  return info;
+}
+
+}  // namespace
+
+ComRuntime::ComRuntime() {
+  Check(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), L"COM cannot be started");
+  ::CoInitializeSecurity(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,
+                         EOAC_NONE, nullptr);
+}
+
+ComRuntime::~ComRuntime() { ::CoUninitialize(); }
+
+WmiClient::WmiClient(const std::wstring& computer, const std::wstring& nameSpace) {
+  const std::wstring path = computer.empty() ? nameSpace : L"\\\\" + computer + L"\\" + nameSpace;
+  const std::wstring subject = L"namespace " + path;
+  ComPtr<IWbemLocator> locator;
+  Check(::CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(locator.GetAddressOf())),
+        L"the WMI locator");
+  Check(locator->ConnectServer(Bstr(path.c_str()).Get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
+                               m_services.GetAddressOf()),
+        subject);
+  SecureProxy(m_services.Get());
+}
+
+std::vector<WmiObject> WmiClient::Query(const std::wstring& query) const {
+  ComPtr<IEnumWbemClassObject> found;
+  Check(m_services->ExecQuery(Bstr(L"WQL").Get(), Bstr(query.c_str()).Get(),
+                              WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, found.GetAddressOf()),
+        query);
+  SecureProxy(found.Get());
+  std::vector<WmiObject> objects;
+  for (;;) {
+    WmiObject object;
+    ULONG count = 0;
+    Check(found->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.GetAddressOf(), &count), query);
+    if (count == 0) return objects;
+    objects.push_back(std::move(object));
+  }
+}
+
+WmiObject WmiClient::Fetch(const std::wstring& path, const std::wstring& subject) const {
+  WmiObject object;
+  Check(m_services->GetObject(Bstr(path.c_str()).Get(), 0, nullptr, object.GetAddressOf(), nullptr), subject);
+  if (object == nullptr) throw WmiFailed(subject, kNotFound);  // a success without an object
+  return object;
+}
+
+HRESULT WmiClient::Put(IWbemClassObject* instance, LONG flags) const noexcept {
+  return m_services->PutInstance(instance, flags, nullptr, nullptr);
+}
+
+WmiObject WmiClient::Call(const std::wstring& className, const std::wstring& method,
+                          const std::vector<std::pair<const wchar_t*, Value>>& in) const {
+  const std::wstring subject = className + L"." + method;
+  const WmiObject classObject = Fetch(className, subject);
+  WmiObject signature;
+  Check(classObject->GetMethod(method.c_str(), 0, signature.GetAddressOf(), nullptr), subject);
+  WmiObject parameters;
+  if (signature != nullptr) Check(signature->SpawnInstance(0, parameters.GetAddressOf()), subject);
+  for (const auto& [name, value] : in) WriteProperty(parameters.Get(), name, value);
+  WmiObject out;
+  Check(m_services->ExecMethod(Bstr(className.c_str()).Get(), Bstr(method.c_str()).Get(), 0, nullptr, parameters.Get(),
+                               out.GetAddressOf(), nullptr),
+        subject);
+  return out;
+}
+
+Value ReadProperty(IWbemClassObject* object, const std::wstring& name) {
+  Variant value;
+  CIMTYPE type = CIM_EMPTY;
+  const HRESULT hr = object->Get(name.c_str(), 0, value.Put(), &type, nullptr);
+  if (hr == kNotFound) return {};
+  Check(hr, L"property " + name);
+  return ToValue(*value.Get(), type);
+}
+
+void WriteProperty(IWbemClassObject* object, const std::wstring& name, const Value& value) {
+  const auto put = [&](Variant variant) { Check(object->Put(name.c_str(), 0, variant.Get(), 0), L"property " + name); };
+  if (const auto* number = std::get_if<std::int64_t>(&value)) put(Variant(static_cast<LONG>(*number)));
+  if (const auto* text = std::get_if<std::wstring>(&value)) put(Variant(text->c_str()));
+}
+
+std::vector<PropertyInfo> DescribeClass(IWbemClassObject* classObject) {
+  const wchar_t kSubject[] = L"the class's properties";
+  std::vector<PropertyInfo> properties;
+  Check(classObject->BeginEnumeration(WBEM_FLAG_NONSYSTEM_ONLY), kSubject);
+  for (;;) {
+    Bstr name;
+    CIMTYPE type = CIM_EMPTY;
+    const HRESULT hr = classObject->Next(0, name.Put(), nullptr, &type, nullptr);
+    Check(hr, kSubject);
+    if (hr == WBEM_S_NO_MORE_DATA) break;
+    properties.push_back(DescribeProperty(classObject, name.Get(), type));
+  }
+  classObject->EndEnumeration();
+  return properties;
+}
+
+}  // namespace qvrn

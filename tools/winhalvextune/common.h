@@ -1,0 +1,74 @@
+// What the tuning logic shares: reports to a person, and actions on an adapter's device and network component.
+#pragma once
+
+#include <windows.h>
+
+#include <wtypes.h>
+
+#include <cstddef>
+#include <string>
+
+namespace qvrn {
+
+// --- Reports -------------------------------------------------------------------------------------------------------
+// A report is a string-table template, addressed by a message id, with inserts. A provider inside the WMI service must
+// not stop at a box whose text it does not carry: without a resource module every template-based report is skipped.
+
+/// Where string resources are loaded from. Never set in the provider; a host that carries the texts sets it.
+extern HMODULE g_hResourceModule;
+
+enum class Message : WORD {
+  RegistryKeyUnusable = 121,
+  RequiredValueMissing = 122,
+  RegistryValueUnusable = 123,
+  SystemCallFailed = 137,
+};
+
+/// Loads entry `id` of the module's string table. Frees and replaces what `out` holds; false (and null) for a null
+/// module, an absent block or an absent or empty entry.
+bool LoadResourceString(BSTR& out, HMODULE module, WORD id) noexcept;
+
+/// Formats the template with its inserts. True with `out` unchanged while there is no resource module.
+bool FormatResourceMessage(Message id, std::wstring& out, const wchar_t* const* inserts);
+
+/// Shows the template with its inserts in a task-modal error box. Does nothing while there is no resource module.
+void ShowMessage(Message id, const wchar_t* const* inserts) noexcept;
+
+/// Shows the system's text for a Win32 error or HRESULT as the template's insert; its number when there is no text.
+void ShowSystemError(Message id, DWORD code) noexcept;
+
+/// Shows "0x" and the code in upper-case hexadecimal as the template's insert.
+void ShowHexError(Message id, DWORD code) noexcept;
+
+/// Formats the template with one insert and shows the text, empty while there is no resource module, in an error box.
+void ShowFormattedError(Message id, const wchar_t* insert) noexcept;
+
+/// MessageBoxW with the caption "Error". Every box of the system goes through here: nothing is shown when nobody could
+/// dismiss it, that is unless the process's window station is visible.
+void ShowErrorBox(HWND owner, const wchar_t* text, UINT style) noexcept;
+
+// --- Bit positions -------------------------------------------------------------------------------------------------
+
+/// Floor of the base-2 logarithm; 0 for 0 and below.
+LONG IntegerLog2(LONG value) noexcept;
+
+/// 2 to the power `exponent` for 0..30, otherwise 0.
+LONG PowerOfTwo(LONG exponent) noexcept;
+
+// --- Adapters ------------------------------------------------------------------------------------------------------
+
+/// Gives the display name to the network component with this instance GUID text. True whatever happened.
+bool RenameVlanComponent(const wchar_t* instanceId, const wchar_t* displayName) noexcept;
+
+/// Reads the device node id of the network component with this instance GUID text; empty when it has none. `size` is in
+/// characters. True whatever happened.
+bool GetDeviceNodeId(const wchar_t* instanceId, wchar_t* buffer, std::size_t size) noexcept;
+
+/// Restarts the adapter with this instance GUID text. True whatever happened; a failed restart is an assertion.
+bool RestartAdapter(const wchar_t* instanceId) noexcept;
+
+/// Restarts one device through its class installer (DIF_PROPERTYCHANGE). False when the device or its class installer
+/// refuses.
+bool RestartDevice(const wchar_t* deviceNodeId) noexcept;
+
+}  // namespace qvrn

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <atomic>
+
+#include "platform/wmi.h"
+#include "tools/wmi/qvrnwmiprovider/modulecounters.h"
+
+namespace qvrn {
+
+/// WBEM_FLAG_DIRECT_READ | WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY: how the handlers query the service.
+inline constexpr LONG kQueryFlags = WBEM_FLAG_DIRECT_READ | WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY;
+
+/// Ends a request: the final status to the sink, and as the result.
+HRESULT FinishRequest(IWbemObjectSink* sink, HRESULT status) noexcept;
+
+/// For the catch-all of a handler's work: WBEM_E_OUT_OF_MEMORY for std::bad_alloc, WBEM_E_FAILED for anything else.
+HRESULT WbemResultFromCurrentException() noexcept;
+
+/// IWbemServices whose methods all answer WBEM_E_NOT_SUPPORTED without touching their arguments; what serves some of
+/// them derives from it and overrides those.
+class UnsupportedServices : public IWbemServices {
+ public:
+  HRESULT STDMETHODCALLTYPE OpenNamespace(const BSTR, LONG, IWbemContext*, IWbemServices**,
+                                          IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE CancelAsyncCall(IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, IWbemObjectSink**) noexcept override;
+  HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**,
+                                      IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE PutClass(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE PutClassAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE DeleteClass(const BSTR, LONG, IWbemContext*, IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE DeleteClassAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE CreateClassEnum(const BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) noexcept override;
+  HRESULT STDMETHODCALLTYPE CreateClassEnumAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*,
+                                             IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR, LONG, IWbemContext*, IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR, LONG, IWbemContext*,
+                                               IEnumWbemClassObject**) noexcept override;
+  HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext*,
+                                                    IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR, const BSTR, LONG, IWbemContext*,
+                                      IEnumWbemClassObject**) noexcept override;
+  HRESULT STDMETHODCALLTYPE ExecQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
+                                           IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE ExecNotificationQuery(const BSTR, const BSTR, LONG, IWbemContext*,
+                                                  IEnumWbemClassObject**) noexcept override;
+  HRESULT STDMETHODCALLTYPE ExecNotificationQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
+                                                       IWbemObjectSink*) noexcept override;
+  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
+                                       IWbemClassObject**, IWbemCallResult**) noexcept override;
+  HRESULT STDMETHODCALLTYPE ExecMethodAsync(const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
+                                            IWbemObjectSink*) noexcept override;
+};
+
+/// Base of the handlers, one per WMI class: IWbemServices with the operations that the class supports, each of which
+/// reports its own final status to the sink and returns it. A handler is a singleton of the process and starts with no
+/// reference; the provider keeps a plain pointer and never adds, queries or releases.
+class ClassHandler : public UnsupportedServices {
+ public:
+  virtual ~ClassHandler() = default;
+
+  /// IID_IWbemServices only; not even IID_IUnknown.
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) noexcept override;
+  ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
+  ULONG STDMETHODCALLTYPE Release() noexcept override;
+
+ protected:
+  explicit ClassHandler(IWbemServices* wmiNamespace) noexcept : m_namespace(wmiNamespace) {}
+
+  /// The namespace of the first initialisation, borrowed for the life of the process.
+  IWbemServices* const m_namespace;
+
+ private:
+  LiveObject m_liveObject;
+  std::atomic<ULONG> m_references{0};
+};
+
+/// The process's one handler of a class, created with the namespace of the first call. Throws std::bad_alloc.
+template <typename Handler>
+class HandlerSingleton {
+ public:
+  static ClassHandler* GetOrCreate(IWbemServices* wmiNamespace) {
+    Handler* handler = s_handler.load();
+    if (handler != nullptr) return handler;
+    auto* created = new Handler(wmiNamespace);
+    if (s_handler.compare_exchange_strong(handler, created)) return created;
+    delete created;
+    return handler;
+  }
+
+  /// For the handler's destructor: forgets it if it is still the one.
+  static void Forget(Handler* handler) noexcept { s_handler.compare_exchange_strong(handler, nullptr); }
+
+ private:
+  static inline std::atomic<Handler*> s_handler{nullptr};
+};
+
+}  // namespace qvrn

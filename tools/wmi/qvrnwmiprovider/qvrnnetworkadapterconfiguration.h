@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+
+#include "tools/wmi/qvrnwmiprovider/classhandler.h"
+#include "tools/wmi/qvrnwmiprovider/utils.h"
+
+namespace qvrn {
+
+class CAdvancedDlg;
+
+/// Handler of QvrnEN_NetworkAdapterConfiguration: one instance per served adapter, keyed by `SettingID`, with up to 18 of
+/// the adapter's advanced parameters as properties.
+class QvrnNetworkAdapterConfiguration final : public ClassHandler {
+ public:
+  static constexpr wchar_t kClassName[] = L"QvrnEN_NetworkAdapterConfiguration";
+
+  explicit QvrnNetworkAdapterConfiguration(IWbemServices* wmiNamespace) noexcept : ClassHandler(wmiNamespace) {}
+  ~QvrnNetworkAdapterConfiguration() override;
+
+  HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR className, LONG flags, IWbemContext* context,
+                                                    IWbemObjectSink* sink) noexcept override;
+  HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR path, LONG flags, IWbemContext* context,
+                                           IWbemObjectSink* sink) noexcept override;
+  /// Kept: a put that was applied is reported as WBEM_E_NOT_FOUND, one that failed as S_OK. Clients in the field read
+  /// back.
+  HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject* instance, LONG flags, IWbemContext* context,
+                                             IWbemObjectSink* sink) noexcept override;
+
+ private:
+  HRESULT BuildConfigurationInstance(const wchar_t* deviceId, const wchar_t* className, IWbemContext* context,
+                                     IWbemClassObject** instance) const noexcept;
+  HRESULT SpawnInstance(const wchar_t* className, IWbemContext* context, IWbemClassObject** instance) const;
+};
+
+}  // namespace qvrn
