@@ -124,7 +124,7 @@ HRESULT ClassObject::Get(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE* type
   if (FAILED(hr)) return hr;
   Give(copy, value);
   Give(m_state.Declaration(*index).type, type);
-  Give(LONG{m_state.IsLocal(*index) ? WBEM_FLAVOR_ORIGIN_LOCAL : WBEM_FLAVOR_ORIGIN_PROPAGATED}, flavor);
+  Give(static_cast<LONG>(m_state.IsLocal(*index) ? WBEM_FLAVOR_ORIGIN_LOCAL : WBEM_FLAVOR_ORIGIN_PROPAGATED), flavor);
   return WBEM_S_NO_ERROR;
 } catch (...) {
   return HresultFromCurrentException();

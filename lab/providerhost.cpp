@@ -101,8 +101,9 @@ void KeepMultithreadedApartment() {
 /// The calling thread as the service's: apartment, call context, and no trace of the client afterwards.
 class ClientThread {
  public:
-  explicit ClientThread(DWORD level) : m_initialized(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {
-    if (level != 0) m_context.Attach(new ClientContext(level));
+  explicit ClientThread(DWORD level)
+      : m_initialized(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)),
+        m_context(level == 0 ? ComPtr<ClientContext>() : Make<ClientContext>(level)) {
     ::CoSwitchCallContext(m_context.Get(), &m_previous);
   }
   ClientThread(const ClientThread&) = delete;
@@ -129,8 +130,7 @@ HMODULE ModuleOf(IUnknown* object) {
 }
 
 HRESULT InitializeProvider(IWbemProviderInit* provider) {
-  ComPtr<InitSink> sink;
-  sink.Attach(new InitSink);
+  const ComPtr<InitSink> sink = Make<InitSink>();
   wchar_t name[] = L"root\\cimv2";
   const HRESULT hr = provider->Initialize(nullptr, 0, name, nullptr, Namespace(), nullptr, sink.Get());
   return FAILED(hr) ? hr : sink->Status();
@@ -213,8 +213,7 @@ void RunAsClient(DWORD level, const std::function<void()>& request) {
 Reply CallProvider(const std::wstring& name, const ProviderRequest& request) {
   const ProviderPointer provider = Provider(name);
   if (provider == nullptr) return Reply(WBEM_E_PROVIDER_LOAD_FAILURE);
-  ComPtr<CollectingSink> sink;
-  sink.Attach(new CollectingSink);
+  const ComPtr<CollectingSink> sink = Make<CollectingSink>();
   ProviderCall call;
   RunAsClient(LabNumber(L"ImpersonationLevel", kDefaultLevel),
               [&] { call.result = request(provider.Get(), sink.Get()); });

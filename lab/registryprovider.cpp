@@ -40,7 +40,7 @@ LSTATUS ReadString(IWbemClassObject* parameters, std::wstring& text) {
   std::wstring buffer(bytes / sizeof(wchar_t) + 1, L'\0');
   bytes = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
   status = ::RegGetValueW(key.Get(), nullptr, name.c_str(), RRF_RT_REG_SZ, nullptr, buffer.data(), &bytes);
-  if (status == ERROR_SUCCESS) text.assign(buffer.data());
+  if (status == ERROR_SUCCESS) text.assign(buffer, 0, buffer.find(L'\0'));
   return status;
 }
 

@@ -4,12 +4,14 @@
 #include <windows.h>
 
 #include <unknwn.h>
+#include <wrl/client.h>
 
 #include <atomic>
+#include <utility>
 
 namespace lab {
 
-/// Lives on the heap, is born with one reference and deletes itself with the last (see Adopt).
+/// Lives on the heap, is born with one reference and deletes itself with the last; Make gives the first to its owner.
 template <typename Interface>
 class Unknown : public Interface {
  public:
@@ -37,5 +39,13 @@ class Unknown : public Interface {
  private:
   std::atomic<ULONG> m_references{1};
 };
+
+/// A new object with its owner. ComPtr::Attach would not do: with this compiler's headers it adds a reference.
+template <typename Object, typename... Arguments>
+Microsoft::WRL::ComPtr<Object> Make(Arguments&&... arguments) {
+  Microsoft::WRL::ComPtr<Object> owner;
+  *owner.GetAddressOf() = new Object(std::forward<Arguments>(arguments)...);
+  return owner;
+}
 
 }  // namespace lab

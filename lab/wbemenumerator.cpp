@@ -90,10 +90,8 @@ class Enumerator final : public Unknown<IEnumWbemClassObject> {
 }  // namespace
 
 ComPtr<IEnumWbemClassObject> MakeEnumerator(Reply reply, LONG flags) {
-  ComPtr<IEnumWbemClassObject> enumerator;
   const bool forwardOnly = (flags & WBEM_FLAG_FORWARD_ONLY) != 0;
-  enumerator.Attach(new Enumerator(std::make_shared<const Reply>(std::move(reply)), forwardOnly));
-  return enumerator;
+  return Make<Enumerator>(std::make_shared<const Reply>(std::move(reply)), forwardOnly);
 }
 
 }  // namespace lab

@@ -148,7 +148,9 @@ TEST_F(AdvancedTest, RefusesDescriptionsThatItCannotUse) {
     // Without a resource module the box has no text.
     const auto boxes = tests::TakeMessageBoxes();
     EXPECT_EQ(boxes.size(), row.box == nullptr ? 0u : 1u);
-    if (!boxes.empty()) EXPECT_EQ(boxes[0], L"Error||16");
+    if (!boxes.empty()) {
+      EXPECT_EQ(boxes[0], L"Error||16");
+    }
   }
 }
 

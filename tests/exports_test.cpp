@@ -20,7 +20,7 @@ namespace {
 using Microsoft::WRL::ComPtr;
 
 void* const kPoison = reinterpret_cast<void*>(0x5A);
-const std::wstring kClsid = L"Software\\classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7}";
+const std::wstring kClsid = L"SOFTWARE\\classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7}";
 
 TEST(DllGetClassObject, AnswersForTheProviderAlone) {
   const struct {
@@ -93,15 +93,12 @@ TEST(SelfRegistration, WritesTheClassAndTakesItAway) {
 }
 
 TEST(SelfRegistration, FailsWhereTheKeyCannotBeWritten) {
-  // A key path that goes through a symbolic link to nowhere cannot be created; a redirected root without write access
-  // shows the same.
-  qvrn::RegistryKey readOnly;
-  ASSERT_EQ(readOnly.Create(HKEY_CURRENT_USER, L"Software\\QvrnReadOnly", KEY_ALL_ACCESS), ERROR_SUCCESS);
-  ASSERT_EQ(readOnly.Open(HKEY_CURRENT_USER, L"Software\\QvrnReadOnly", KEY_READ), ERROR_SUCCESS);
-  ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, readOnly.Get());
+  qvrn::RegistryKey deleted;
+  ASSERT_EQ(deleted.Create(HKEY_CURRENT_USER, L"Software\\QvrnDeleted", KEY_ALL_ACCESS), ERROR_SUCCESS);
+  ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\QvrnDeleted");
+  ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, deleted.Get());
   const HRESULT hr = ::DllRegisterServer();
   ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-  ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\QvrnReadOnly");
   EXPECT_HRESULT(E_FAIL, hr);
 }
 

@@ -60,6 +60,7 @@ class Pair
 
 std::vector<std::wstring> NamesOf(const std::vector<Property>& properties) {
   std::vector<std::wstring> names;
+  names.reserve(properties.size());
   for (const Property& property : properties) names.push_back(property.name);
   return names;
 }
@@ -90,6 +91,13 @@ TEST(MofReader, ReadsClassesWithInheritance) {
   EXPECT_EQ(Value(std::int64_t{0}), derived->Find(L"Mode")->initial);
   EXPECT_TRUE(derived->IsA(L"base"));
   EXPECT_FALSE(base->IsA(L"Derived"));
+
+  Schema more = schema;
+  ReadMof("class Third : Derived {};", "more.mof", more);
+  const auto third = more.Find(L"Third");
+  EXPECT_EQ((Names{L"Derived", L"Base"}), third->derivation);
+  EXPECT_EQ(L"Base", third->Find(L"Id")->origin);
+  EXPECT_EQ(L"Derived", third->Find(L"Extra")->origin);
 }
 
 TEST(MofReader, ReadsMethodsAsSignaturesInTheOrderOfTheIds) {

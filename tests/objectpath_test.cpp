@@ -82,7 +82,9 @@ TEST(QuotedKeyPath, ReadsBetweenTheFirstTwoQuotes) {
   for (const auto& row : rows) {
     const qvrn::QuotedKeyPath path(row.path);
     ASSERT_EQ(path.Key() == nullptr, row.key == nullptr) << row.path;
-    if (row.key != nullptr) EXPECT_EQ(std::wstring(path.Key()), row.key) << row.path;
+    if (row.key != nullptr) {
+      EXPECT_EQ(std::wstring(path.Key()), row.key) << row.path;
+    }
     EXPECT_EQ(std::wstring(path.ClassName()), row.className) << row.path;
   }
 }

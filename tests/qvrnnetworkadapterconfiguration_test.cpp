@@ -125,7 +125,9 @@ TEST_F(ConfigurationTest, CarriesTheEighteenKeywords) {
   number = 100;
   for (const auto& [keyword, property] : rows) {
     const std::wstring text = PropertyText(instance.Get(), property);
-    if (std::wstring(property) != L"RssMode") EXPECT_EQ(text, std::to_wstring(number)) << property;
+    if (std::wstring(property) != L"RssMode") {
+      EXPECT_EQ(text, std::to_wstring(number)) << property;
+    }
     ++number;
   }
 }

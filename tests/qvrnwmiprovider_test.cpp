@@ -51,7 +51,7 @@ TEST_F(ProviderTest, HasTwoFaces) {
   ASSERT_HRESULT(S_OK, provider.As(&services));
   ASSERT_HRESULT(S_OK, services.As(&unknown));
   EXPECT_EQ(unknown.Get(), static_cast<IUnknown*>(provider.Get()));
-  void* other = &unknown;
+  void* other = services.Get();
   EXPECT_HRESULT(E_NOINTERFACE, services->QueryInterface(IID_IWbemObjectSink, &other));
   EXPECT_EQ(other, nullptr);
 }

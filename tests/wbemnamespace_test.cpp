@@ -12,6 +12,8 @@
 #include "lab/unknown.h"
 #include "platform/comtext.h"
 #include "platform/handle.h"
+#include "tests/support/hresult.h"
+#include "tests/support/machine.h"
 #include "tools/wmi/qvrnwmiprovider/classhandler.h"
 
 namespace {
@@ -96,7 +98,7 @@ class ScriptedFactory final : public lab::Unknown<IClassFactory> {
   ScriptedProvider& m_provider;
 };
 
-class Namespace : public testing::Test {
+class NamespaceTest : public testing::Test {
  protected:
   void SetUp() override {
     m_services = lab::Namespace();
@@ -104,7 +106,7 @@ class Namespace : public testing::Test {
     lab::ForgetProviders();
     CLSID id = {};
     ASSERT_EQ(::CLSIDFromString(lab::NamespaceSchema().ProviderClassId(L"QvrnWmiProvider").c_str(), &id), S_OK);
-    m_factory.Attach(new ScriptedFactory(m_provider));
+    m_factory = lab::Make<ScriptedFactory>(m_provider);
     lab::RunAsClient(0, [&] {
       ASSERT_EQ(::CoRegisterClassObject(id, m_factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie),
                 S_OK);
@@ -113,6 +115,7 @@ class Namespace : public testing::Test {
   void TearDown() override {
     lab::ForgetProviders();
     lab::RunAsClient(0, [&] { ::CoRevokeClassObject(m_cookie); });
+    EXPECT_EQ(lab::LiveClassObjects(), m_liveBefore);
   }
 
   HRESULT Get(const wchar_t* path) {
@@ -125,10 +128,12 @@ class Namespace : public testing::Test {
     return m_services->ExecQuery(Bstr(L"WQL").Get(), Bstr(text).Get(), flags, nullptr, &enumerator);
   }
 
+  tests::Machine m_machine;
   ScriptedProvider m_provider;
   IWbemServices* m_services = nullptr;
 
  private:
+  const long m_liveBefore = lab::LiveClassObjects();
   ComPtr<ScriptedFactory> m_factory;
   DWORD m_cookie = 0;
 };
@@ -147,7 +152,7 @@ std::wstring NextOf(IEnumWbemClassObject* enumerator) {
 
 const std::wstring kEnd = std::to_wstring(static_cast<unsigned>(WBEM_S_FALSE));
 
-TEST_F(Namespace, TheFirstFinalStatusDecidesAGet) {
+TEST_F(NamespaceTest, TheFirstFinalStatusDecidesAGet) {
   const HRESULT denied = static_cast<HRESULT>(WBEM_E_ACCESS_DENIED);
   const HRESULT failed = static_cast<HRESULT>(WBEM_E_FAILED);
   const struct {
@@ -170,13 +175,13 @@ TEST_F(Namespace, TheFirstFinalStatusDecidesAGet) {
     m_provider.objects = row.objects;
     m_provider.statuses = row.statuses;
     m_provider.result = row.result;
-    EXPECT_EQ(Get(kPath), row.expected);
+    EXPECT_HRESULT(row.expected, Get(kPath));
     EXPECT_EQ(lab::LastProviderCall().statuses, row.statuses);
     EXPECT_EQ(lab::LastProviderCall().result, row.result);
   }
 }
 
-TEST_F(Namespace, AFailedQuerySucceedsAndItsLastNextFails) {
+TEST_F(NamespaceTest, AFailedQuerySucceedsAndItsLastNextFails) {
   m_provider.objects = 2;
   m_provider.statuses = {static_cast<HRESULT>(WBEM_E_NOT_FOUND)};
   ComPtr<IEnumWbemClassObject> enumerator;
@@ -187,7 +192,7 @@ TEST_F(Namespace, AFailedQuerySucceedsAndItsLastNextFails) {
   EXPECT_EQ(NextOf(enumerator.Get()), std::to_wstring(static_cast<unsigned>(WBEM_E_NOT_FOUND)));
 }
 
-TEST_F(Namespace, FiltersAndProjectsWhatAProviderEnumerates) {
+TEST_F(NamespaceTest, FiltersAndProjectsWhatAProviderEnumerates) {
   m_provider.objects = 3;
   ComPtr<IEnumWbemClassObject> enumerator;
   ASSERT_EQ(Query(L"SELECT SettingID FROM QvrnEN_NetworkAdapterConfiguration WHERE SettingID = '2'", 0, enumerator),
@@ -195,11 +200,11 @@ TEST_F(Namespace, FiltersAndProjectsWhatAProviderEnumerates) {
   ComPtr<IWbemClassObject> object;
   ULONG returned = 0;
   ASSERT_EQ(enumerator->Next(WBEM_INFINITE, 1, &object, &returned), WBEM_S_NO_ERROR);
-  EXPECT_EQ(object->Get(L"RssMode", 0, nullptr, nullptr, nullptr), static_cast<HRESULT>(WBEM_E_NOT_FOUND));
+  EXPECT_HRESULT(WBEM_E_NOT_FOUND, object->Get(L"RssMode", 0, nullptr, nullptr, nullptr));
   EXPECT_EQ(NextOf(enumerator.Get()), kEnd);
 }
 
-TEST_F(Namespace, EnumeratorsKeepTheirOwnPlace) {
+TEST_F(NamespaceTest, EnumeratorsKeepTheirOwnPlace) {
   m_provider.objects = 3;
   ComPtr<IEnumWbemClassObject> enumerator;
   ComPtr<IEnumWbemClassObject> clone;
@@ -214,16 +219,16 @@ TEST_F(Namespace, EnumeratorsKeepTheirOwnPlace) {
   EXPECT_EQ(enumerator->Skip(0, 4), WBEM_S_FALSE);
 
   ASSERT_EQ(Query(L"SELECT * FROM QvrnEN_NetworkAdapterConfiguration", WBEM_FLAG_FORWARD_ONLY, enumerator), S_OK);
-  EXPECT_EQ(enumerator->Reset(), static_cast<HRESULT>(WBEM_E_INVALID_OPERATION));
-  EXPECT_EQ(enumerator->Clone(&clone), static_cast<HRESULT>(WBEM_E_INVALID_OPERATION));
+  EXPECT_HRESULT(WBEM_E_INVALID_OPERATION, enumerator->Reset());
+  EXPECT_HRESULT(WBEM_E_INVALID_OPERATION, enumerator->Clone(&clone));
 }
 
-TEST_F(Namespace, ProvidersGetRelativePaths) {
+TEST_F(NamespaceTest, ProvidersGetRelativePaths) {
   EXPECT_EQ(Get((std::wstring(L"\\\\.\\ROOT\\cimv2:") + kPath).c_str()), S_OK);
   EXPECT_EQ(m_provider.calledWith, kPath);
 }
 
-TEST_F(Namespace, RefusesBeforeItAsksTheProvider) {
+TEST_F(NamespaceTest, RefusesBeforeItAsksTheProvider) {
   const struct {
     const wchar_t* path;
     WBEMSTATUS expected;
@@ -232,7 +237,7 @@ TEST_F(Namespace, RefusesBeforeItAsksTheProvider) {
               {L"NoSuchClass.Id=1", WBEM_E_INVALID_CLASS},
               {L"QvrnEN_NetworkAdapterConfiguration.SettingID=\"7", WBEM_E_INVALID_OBJECT_PATH},
               {L"root\\default:QvrnEN_NetworkAdapterConfiguration", WBEM_E_INVALID_NAMESPACE}};
-  for (const auto& row : gets) EXPECT_EQ(Get(row.path), static_cast<HRESULT>(row.expected)) << &row - gets;
+  for (const auto& row : gets) EXPECT_HRESULT(row.expected, Get(row.path)) << &row - gets;
 
   const struct {
     const wchar_t* query;
@@ -242,29 +247,113 @@ TEST_F(Namespace, RefusesBeforeItAsksTheProvider) {
                  {L"ASSOCIATORS OF {X.Y=1}", WBEM_E_INVALID_QUERY}};
   for (const auto& row : queries) {
     ComPtr<IEnumWbemClassObject> enumerator;
-    EXPECT_EQ(Query(row.query, 0, enumerator), static_cast<HRESULT>(row.expected)) << &row - queries;
+    EXPECT_HRESULT(row.expected, Query(row.query, 0, enumerator)) << &row - queries;
     EXPECT_EQ(enumerator, nullptr);
   }
-  EXPECT_EQ(m_services->DeleteInstance(Bstr(kPath).Get(), 0, nullptr, nullptr),
-            static_cast<HRESULT>(WBEM_E_PROVIDER_NOT_CAPABLE));
+  EXPECT_HRESULT(WBEM_E_PROVIDER_NOT_CAPABLE, m_services->DeleteInstance(Bstr(kPath).Get(), 0, nullptr, nullptr));
   EXPECT_EQ(m_provider.calledWith, L"");
 }
 
-TEST_F(Namespace, LoadsAProviderOnceAndAfterAFailureAgain) {
+TEST_F(NamespaceTest, LoadsAProviderOnceAndAfterAFailureAgain) {
   m_provider.initStatus = static_cast<LONG>(WBEM_E_FAILED);
-  EXPECT_EQ(Get(kPath), static_cast<HRESULT>(WBEM_E_PROVIDER_LOAD_FAILURE));
+  EXPECT_HRESULT(WBEM_E_PROVIDER_LOAD_FAILURE, Get(kPath));
   m_provider.initStatus = WBEM_S_INITIALIZED;
   EXPECT_EQ(Get(kPath), S_OK);
   EXPECT_EQ(Get(kPath), S_OK);
   EXPECT_EQ(m_provider.initializations, 2);
 }
 
-TEST_F(Namespace, APutReachesTheProviderAndAWrongTypeDoesNot) {
+TEST_F(NamespaceTest, APutReachesTheProviderAndAWrongTypeDoesNot) {
   const ComPtr<IWbemClassObject> instance = lab::MakeInstance(lab::FindClass(kClass));
   qvrn::Variant text(L"many");
-  EXPECT_EQ(instance->Put(L"RssMode", 0, text.Get(), 0), static_cast<HRESULT>(WBEM_E_TYPE_MISMATCH));
+  EXPECT_HRESULT(WBEM_E_TYPE_MISMATCH, instance->Put(L"RssMode", 0, text.Get(), 0));
   EXPECT_EQ(m_services->PutInstance(instance.Get(), WBEM_FLAG_UPDATE_ONLY, nullptr, nullptr), S_OK);
   EXPECT_EQ(m_provider.calledWith, L"put");
+}
+
+/// "NAME=VALUE" for each of the named properties, NULL ones left out.
+std::vector<std::wstring> TextsOf(IWbemClassObject* object, const std::vector<const wchar_t*>& names) {
+  std::vector<std::wstring> texts;
+  for (const wchar_t* name : names) {
+    qvrn::Variant value;
+    EXPECT_HRESULT(S_OK, object->Get(name, 0, value.Put(), nullptr, nullptr));
+    if (value.IsText()) texts.push_back(std::wstring(name) + L"=" + value.Text());
+    if (value.IsInteger()) texts.push_back(std::wstring(name) + L"=" + std::to_wstring(value.Integer()));
+  }
+  return texts;
+}
+
+TEST_F(NamespaceTest, ShowsTheAdaptersOfTheMachine) {
+  const std::vector<const wchar_t*> names = {L"DeviceID",
+                                             L"Index",
+                                             L"Name",
+                                             L"Description",
+                                             L"GUID",
+                                             L"PNPDeviceID",
+                                             L"ServiceName",
+                                             L"NetConnectionID",
+                                             L"NetConnectionStatus"};
+  m_machine.AddAdapter(7);
+  m_machine.AddAdapter(120, L"other", false);
+  m_machine.WriteText(tests::Machine::InstanceKey(7) + L"\\Ndi", L"Service", L"halvex");
+  m_machine.WriteNumber(tests::Machine::InstanceKey(7), L"LabConnectionStatus", 2);
+  m_machine.WriteText(L"SYSTEM\\CurrentControlSet\\Enum\\" + tests::Machine::DeviceId(7), L"FriendlyName", L"Left");
+  m_machine.WriteText(L"SYSTEM\\CurrentControlSet\\Control\\Network\\{4D36E972-E325-11CE-BFC1-08002BE10318}\\" +
+                          tests::Machine::InstanceId(7) + L"\\Connection",
+                      L"Name", L"Ethernet");
+  m_machine.WriteText(L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}\\Properties",
+                      L"DriverDesc", L"no adapter");
+
+  ComPtr<IEnumWbemClassObject> enumerator;
+  IWbemClassObject* objects[3] = {};
+  ULONG returned = 0;
+  ASSERT_EQ(Query(L"SELECT * FROM Win32_NetworkAdapter", 0, enumerator), S_OK);
+  ASSERT_EQ(enumerator->Next(WBEM_INFINITE, 3, objects, &returned), WBEM_S_FALSE);
+  ASSERT_EQ(returned, 2u);
+  ComPtr<IWbemClassObject> first;
+  ComPtr<IWbemClassObject> second;
+  *first.GetAddressOf() = objects[0];
+  *second.GetAddressOf() = objects[1];
+  EXPECT_EQ(TextsOf(first.Get(), names),
+            (std::vector<std::wstring>{L"DeviceID=7", L"Index=7", L"Name=Left", L"Description=Adapter 7",
+                                       L"GUID=" + tests::Machine::InstanceId(7),
+                                       L"PNPDeviceID=" + tests::Machine::DeviceId(7), L"ServiceName=halvex",
+                                       L"NetConnectionID=Ethernet", L"NetConnectionStatus=2"}));
+  EXPECT_EQ(TextsOf(second.Get(), names),
+            (std::vector<std::wstring>{L"DeviceID=120", L"Index=120", L"Name=Adapter 120", L"Description=Adapter 120",
+                                       L"GUID=" + tests::Machine::InstanceId(120)}));
+}
+
+TEST_F(NamespaceTest, FindsAnAdapterByItsKey) {
+  m_machine.AddAdapter(7);
+  m_machine.AddAdapter(12);
+  EXPECT_HRESULT(S_OK, Get(L"Win32_NetworkAdapter.DeviceID=\"12\""));
+  EXPECT_HRESULT(S_OK, Get(L"Win32_NetworkAdapter=\"7\""));
+  EXPECT_HRESULT(WBEM_E_NOT_FOUND, Get(L"Win32_NetworkAdapter.DeviceID=\"8\""));
+}
+
+TEST_F(NamespaceTest, ReadsRegistryTextsForClients) {
+  m_machine.WriteText(L"SOFTWARE\\Some", L"Text", L"found");
+  m_machine.WriteNumber(L"SOFTWARE\\Some", L"Number", 1);
+  const ComPtr<IWbemClassObject> parameters = lab::MakeInstance(lab::FindClass(L"StdRegProv")->methods.front().in);
+  const struct {
+    const wchar_t* key;
+    const wchar_t* value;
+    std::vector<std::wstring> expected;
+  } rows[] = {{L"SOFTWARE\\Some", L"Text", {L"ReturnValue=0", L"sValue=found"}},
+              {L"SOFTWARE\\Some", L"Absent", {L"ReturnValue=2"}},
+              {L"SOFTWARE\\None", L"Text", {L"ReturnValue=2"}},
+              {L"SOFTWARE\\Some", L"Number", {L"ReturnValue=1630"}}};
+  for (const auto& row : rows) {
+    qvrn::Variant key(row.key);
+    qvrn::Variant value(row.value);
+    parameters->Put(L"sSubKeyName", 0, key.Get(), 0);
+    parameters->Put(L"sValueName", 0, value.Get(), 0);
+    ComPtr<IWbemClassObject> out;
+    ASSERT_HRESULT(S_OK, m_services->ExecMethod(Bstr(L"StdRegProv").Get(), Bstr(L"GetStringValue").Get(), 0, nullptr,
+                                                parameters.Get(), &out, nullptr));
+    EXPECT_EQ(TextsOf(out.Get(), {L"ReturnValue", L"sValue"}), row.expected);
+  }
 }
 
 /// What a provider finds after CoImpersonateClient: the token's level, 1 for one that cannot be opened.

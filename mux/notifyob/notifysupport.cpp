@@ -144,10 +144,11 @@ LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept try {
   if (old.empty()) old.assign(sizeof(wchar_t), 0);
 
   const std::size_t entryBytes = (std::wcslen(entry) + 1) * sizeof(wchar_t);
-  std::vector<BYTE> data(entryBytes + old.size());
+  // RegSetValueExW looks at the character behind text that lacks its terminator: there is one.
+  std::vector<BYTE> data(entryBytes + old.size() + sizeof(wchar_t), 0);
   std::memcpy(data.data(), entry, entryBytes);
   std::memcpy(data.data() + entryBytes, old.data(), old.size());
-  return WriteUpperBindings(key, data.data(), data.size());
+  return WriteUpperBindings(key, data.data(), entryBytes + old.size());
 } catch (const std::bad_alloc&) {
   return ERROR_NOT_ENOUGH_MEMORY;
 }

@@ -12,12 +12,12 @@ namespace {
 using ::testing::HasSubstr;
 using tests::InstalledLab;
 using tests::ProgramResult;
-using tests::Run;
+using tests::RunProgram;
 
 TEST_F(InstalledLab, WmicListsAValueForEachServedAdapter) {
   WriteText(InstanceKey(L"0012"), L"*JumboPacket", L"4088");
   const ProgramResult result =
-      Run(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize");
+      RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize");
   EXPECT_EQ(result.exitCode, 0u);
   EXPECT_THAT(result.output, ::testing::MatchesRegex("MaxFrameSize +SettingID *\n+1514 +7 *\n+4088 +12 *\n+"));
 }
@@ -35,7 +35,7 @@ WScript.Echo("get: " + one.Properties_.Item("MaxFrameSize").Value);
 WScript.Echo("done");
 )js";
   std::ofstream("C:\\qvrn-test.js") << script;
-  const ProgramResult result = Run(L"cscript //nologo C:\\qvrn-test.js");
+  const ProgramResult result = RunProgram(L"cscript //nologo C:\\qvrn-test.js");
   ::DeleteFileW(L"C:\\qvrn-test.js");
   EXPECT_EQ(result.output, "7: 1514\n12: 1514\nget: 1514\ndone\n") << result.errors;
 }
@@ -68,7 +68,7 @@ TEST_F(InstalledLab, AFreshModuleCanBeUnloaded) {
 
 TEST_F(InstalledLab, AnAdapterWithABrokenDescriptionIsLeftOut) {
   WriteText(InstanceKey(L"0012") + L"\\Ndi\\config\\Broken", L"type", L"int");
-  const ProgramResult result = Run(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID");
+  const ProgramResult result = RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID");
   EXPECT_THAT(result.output, HasSubstr("7"));
   EXPECT_THAT(result.output, ::testing::Not(HasSubstr("12")));
   EXPECT_THAT(Journal(), ::testing::Contains(::testing::StartsWith("assertion\t0, file cadvanceddlg")));

@@ -51,7 +51,7 @@ std::string WithoutZerosAndReturns(std::string text) {
 
 }  // namespace
 
-ProgramResult Run(const std::wstring& commandLine) {
+ProgramResult RunProgram(const std::wstring& commandLine) {
   const std::wstring outputPath = TemporaryFile();
   const std::wstring errorsPath = TemporaryFile();
   ProgramResult result;
@@ -78,10 +78,10 @@ ProgramResult Run(const std::wstring& commandLine) {
   return result;
 }
 
-ProgramResult Client(const std::wstring& arguments) { return Run(L"C:\\qvrn\\qvrnctl.exe " + arguments); }
+ProgramResult Client(const std::wstring& arguments) { return RunProgram(L"C:\\qvrn\\qvrnctl.exe " + arguments); }
 
 InstalledLab::InstalledLab() {
-  EXPECT_EQ(Run(L"regedit /S C:\\qvrn\\machines\\server.reg").exitCode, 0u);
+  EXPECT_EQ(RunProgram(L"regedit /S C:\\qvrn\\machines\\server.reg").exitCode, 0u);
   ::DeleteFileW(kJournal);
 }
 

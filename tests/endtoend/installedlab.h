@@ -19,7 +19,7 @@ struct ProgramResult {
 };
 
 /// Runs a command line and waits for it, at most a minute; a program that is not done by then is ended, with exit code 99.
-ProgramResult Run(const std::wstring& commandLine);
+ProgramResult RunProgram(const std::wstring& commandLine);
 
 /// Runs qvrnctl with the given arguments.
 ProgramResult Client(const std::wstring& arguments);

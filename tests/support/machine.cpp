@@ -155,7 +155,7 @@ std::vector<std::wstring> Machine::TakeNetworkCalls() const {
   return calls;
 }
 
-Snapshot Machine::Registry() const { return TakeSnapshot(m_root.Get(), lab::kLabKey); }
+Snapshot Machine::Registry() const { return TakeSnapshot(m_root.Get(), {lab::kLabKey, L"SYSTEM\\CurrentControlSet\\Enum"}); }
 
 AssertionRecorder::AssertionRecorder() : m_before(qvrn::SetAssertionReporter(RecordAssertion)) { Take(); }
 AssertionRecorder::~AssertionRecorder() { qvrn::SetAssertionReporter(m_before); }

@@ -56,7 +56,7 @@ class Machine {
   /// Calls on the network configuration so far, and forgets them.
   std::vector<std::wstring> TakeNetworkCalls() const;
 
-  /// Everything but the lab's own key.
+  /// Everything but the lab's own key and the devices' keys, which the setup API writes as it likes.
   Snapshot Registry() const;
 
   static std::wstring InstanceId(DWORD index);

@@ -87,7 +87,7 @@ ComPtr<IWbemProviderInit> CreateProvider() {
   ComPtr<IClassFactory> factory;
   ComPtr<IWbemProviderInit> provider;
   EXPECT_HRESULT(S_OK, ::DllGetClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&factory)));
-  if (factory != nullptr) EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&provider)));
+  EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&provider)));
   return provider;
 }
 

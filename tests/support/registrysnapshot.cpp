@@ -1,5 +1,6 @@
 #include "tests/support/registrysnapshot.h"
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 
@@ -21,8 +22,8 @@ std::wstring Hex(DWORD type, const std::vector<BYTE>& data, std::size_t bytes) {
   return text;
 }
 
-void Collect(HKEY key, const std::wstring& path, const std::wstring& skipped, Snapshot& snapshot) {
-  if (path == skipped) return;
+void Collect(HKEY key, const std::wstring& path, const std::vector<std::wstring>& skipped, Snapshot& snapshot) {
+  if (std::find(skipped.begin(), skipped.end(), path) != skipped.end()) return;
   snapshot[path + L":"] = L"";
   std::vector<wchar_t> name(16384);
   std::vector<BYTE> data(65536);
@@ -45,7 +46,7 @@ void Collect(HKEY key, const std::wstring& path, const std::wstring& skipped, Sn
 
 }  // namespace
 
-Snapshot TakeSnapshot(HKEY root, const std::wstring& skipped) {
+Snapshot TakeSnapshot(HKEY root, const std::vector<std::wstring>& skipped) {
   Snapshot snapshot;
   Collect(root, L"", skipped, snapshot);
   return snapshot;

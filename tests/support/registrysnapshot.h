@@ -11,8 +11,8 @@ namespace tests {
 /// Values of a registry tree: "KEY\SUBKEY:NAME" to "TYPE:HEX BYTES".
 using Snapshot = std::map<std::wstring, std::wstring>;
 
-/// Everything below `root` but the subtree at the path `skipped`.
-Snapshot TakeSnapshot(HKEY root, const std::wstring& skipped = L"-");
+/// Everything below `root` but the subtrees at the paths `skipped`.
+Snapshot TakeSnapshot(HKEY root, const std::vector<std::wstring>& skipped = {});
 
 /// What changed, one line each: "+KEY:NAME = ...", "-KEY:NAME", "KEY:NAME = old -> new".
 std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after);
