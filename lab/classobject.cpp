@@ -178,8 +178,10 @@ HRESULT ClassObject::GetNames(LPCWSTR qualifier, LONG flags, VARIANT*, SAFEARRAY
   return HresultFromCurrentException();
 }
 
+// Flags 0 leave the system properties out, as the platform's own class objects here do: its wmic counts on it.
 HRESULT ClassObject::BeginEnumeration(LONG flags) noexcept try {
-  m_properties.Begin(m_state.Names(flags, nullptr));
+  const LONG origin = (flags & WBEM_MASK_CONDITION_ORIGIN) == 0 ? LONG{WBEM_FLAG_NONSYSTEM_ONLY} : 0;
+  m_properties.Begin(m_state.Names(flags | origin, nullptr));
   return WBEM_S_NO_ERROR;
 } catch (...) {
   return HresultFromCurrentException();

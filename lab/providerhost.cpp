@@ -102,9 +102,8 @@ void KeepMultithreadedApartment() {
 class ClientThread {
  public:
   explicit ClientThread(DWORD level)
-      : m_initialized(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)),
-        m_context(level == 0 ? ComPtr<ClientContext>() : Make<ClientContext>(level)) {
-    ::CoSwitchCallContext(m_context.Get(), &m_previous);
+      : m_initialized(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)), m_context(level) {
+    ::CoSwitchCallContext(level == 0 ? nullptr : &m_context, &m_previous);
   }
   ClientThread(const ClientThread&) = delete;
   ClientThread& operator=(const ClientThread&) = delete;
@@ -117,7 +116,7 @@ class ClientThread {
 
  private:
   HRESULT m_initialized;
-  ComPtr<ClientContext> m_context;
+  ClientContext m_context;  ///< with its first reference, so that no caller's last one deletes it
   IUnknown* m_previous = nullptr;
 };
 

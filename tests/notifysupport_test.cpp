@@ -118,9 +118,9 @@ TEST_F(NotifySupportTest, ReadsWritesAndDeletesParameters) {
   ASSERT_HRESULT(S_OK, qvrn::HrFindInstance(netCfg.Get(), &kGuid7, &component));
   EXPECT_EQ(qvrn::InsertRegistryParams(component.Get(), L"Backup", 4, L"ab\0"), ERROR_SUCCESS);
   const std::wstring key = Machine::InstanceKey(7);
-  m_machine.WriteBytes(key, L"Empty", REG_MULTI_SZ, "", 0);
-  m_machine.WriteBytes(key, L"Full", REG_MULTI_SZ, Bytes(4096, 'x').data(), 4096);
-  m_machine.WriteBytes(key, L"TooLong", REG_MULTI_SZ, Bytes(4098, 'x').data(), 4098);
+  m_machine.WriteBytes(key, L"Empty", REG_BINARY, "", 0);
+  m_machine.WriteBytes(key, L"Full", REG_BINARY, Bytes(4096, 'x').data(), 4096);
+  m_machine.WriteBytes(key, L"TooLong", REG_BINARY, Bytes(4098, 'x').data(), 4098);
   const struct {
     const wchar_t* name;
     HRESULT result;
