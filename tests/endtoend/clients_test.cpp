@@ -4,6 +4,10 @@
 #include <objbase.h>
 
 #include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "tests/endtoend/installedlab.h"
 
@@ -19,7 +23,9 @@ TEST_F(InstalledLab, WmicListsAValueForEachServedAdapter) {
   const ProgramResult result =
       RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize");
   EXPECT_EQ(result.exitCode, 0u);
-  EXPECT_THAT(result.output, HasSubstr("4088"));
+  std::istringstream words(result.output.substr(result.output.find('S')));  // behind the byte order mark
+  EXPECT_THAT(std::vector<std::string>(std::istream_iterator<std::string>(words), {}),
+              ::testing::ElementsAre("SettingID", "MaxFrameSize", "7", "1514", "12", "4088"));
 }
 
 TEST_F(InstalledLab, AScriptReadsTheSameValues) {
