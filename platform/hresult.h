@@ -9,7 +9,8 @@ namespace qvrn {
 /// The HRESULT of a Win32 error: codes at or below 0 are passed on unchanged, so that setup codes (0xE0000xxx) and
 /// values that are HRESULTs already survive.
 constexpr HRESULT HrFromWin32(LONG code) noexcept {
-  return code <= 0 ? static_cast<HRESULT>(code) : static_cast<HRESULT>(0x80070000u | (static_cast<DWORD>(code) & 0xFFFFu));
+  return code <= 0 ? static_cast<HRESULT>(code)
+                   : static_cast<HRESULT>(0x80070000u | (static_cast<DWORD>(code) & 0xFFFFu));
 }
 
 /// The HRESULT of the calling thread's last error.

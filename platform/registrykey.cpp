@@ -32,13 +32,13 @@ LSTATUS RegistryKey::Close() noexcept {
 }
 
 LSTATUS RegistryKey::CountSubkeys(DWORD& count) const noexcept {
-  return ::RegQueryInfoKeyW(m_key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                            nullptr);
+  return ::RegQueryInfoKeyW(m_key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr, nullptr,
+                            nullptr, nullptr);
 }
 
 LSTATUS RegistryKey::CountValues(DWORD& count) const noexcept {
-  return ::RegQueryInfoKeyW(m_key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr,
-                            nullptr);
+  return ::RegQueryInfoKeyW(m_key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, nullptr, nullptr,
+                            nullptr, nullptr);
 }
 
 LSTATUS RegistryKey::SubkeyName(DWORD index, wchar_t (&name)[kPathChars]) const noexcept {
@@ -56,7 +56,8 @@ LSTATUS RegistryKey::ReadText(const wchar_t* name, wchar_t* field, std::size_t f
   return status;
 }
 
-LSTATUS RegistryKey::EnumerateText(DWORD index, wchar_t (&name)[kTextChars], wchar_t (&text)[kTextChars]) const noexcept {
+LSTATUS RegistryKey::EnumerateText(DWORD index, wchar_t (&name)[kTextChars],
+                                   wchar_t (&text)[kTextChars]) const noexcept {
   ReadBuffer nameBuffer = {};
   ReadBuffer textBuffer = {};
   DWORD nameChars = kTextChars + 1;

@@ -53,7 +53,8 @@ class RegistryKey {
   /// a terminator gets one; text longer than the field is cut. On failure the field becomes empty.
   LSTATUS ReadText(const wchar_t* name, wchar_t* field, std::size_t fieldChars, DWORD capacityBytes) const noexcept;
   template <std::size_t Size>
-  LSTATUS ReadText(const wchar_t* name, wchar_t (&field)[Size], DWORD capacityBytes = Size * sizeof(wchar_t)) const noexcept {
+  LSTATUS ReadText(const wchar_t* name, wchar_t (&field)[Size],
+                   DWORD capacityBytes = Size * sizeof(wchar_t)) const noexcept {
     return ReadText(name, field, Size, capacityBytes);
   }
   /// Name and text of the value at `index` (RegEnumValueW), read by the rules of ReadText.

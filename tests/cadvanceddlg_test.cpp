@@ -67,8 +67,9 @@ TEST_F(AdvancedTest, ReadsValuesAndWritesTheDefaultsThatAreMissing) {
   const tests::Snapshot before = m_machine.Registry();
   EXPECT_THAT(LoadedValues(), ElementsAre(L"5", L"1", L"7"));
   const std::wstring key = L"+" + Machine::InstanceKey(7);
-  EXPECT_THAT(Changes(before, m_machine.Registry()),
-              ::testing::UnorderedElementsAre(key + L":Absent = " + TextValue(L"05"), key + L":Choice = " + TextValue(L"1")));
+  EXPECT_THAT(
+      Changes(before, m_machine.Registry()),
+      ::testing::UnorderedElementsAre(key + L":Absent = " + TextValue(L"05"), key + L":Choice = " + TextValue(L"1")));
 }
 
 TEST_F(AdvancedTest, AHiddenParameterKeepsItsSlotEmpty) {
@@ -106,8 +107,9 @@ TEST_F(AdvancedTest, LeavesOutWhatExceedsItsSlots) {
 
 TEST_F(AdvancedTest, ReceiveRingsAreRoundedDownInTheModelOnly) {
   m_machine.AddDescriptor(7, L"*Rings", {{L"ParamDesc", L"Number of Receive Rings"}, {L"default", L"2"}});
-  const std::pair<const wchar_t*, const wchar_t*> rows[] = {{L"1", L"1"},  {L"2", L"2"},  {L"3", L"2"},  {L"6", L"4"},
-                                                            {L"64", L"64"}, {L"0", L"1"}, {L"-5", L"1"}, {L"many", L"1"}};
+  const std::pair<const wchar_t*, const wchar_t*> rows[] = {{L"1", L"1"},  {L"2", L"2"},   {L"3", L"2"},
+                                                            {L"6", L"4"},  {L"64", L"64"}, {L"0", L"1"},
+                                                            {L"-5", L"1"}, {L"many", L"1"}};
   for (const auto& [stored, shown] : rows) {
     m_machine.Store(7, L"*Rings", stored);
     qvrn::CAdvancedDlg model = Model();
@@ -134,7 +136,9 @@ TEST_F(AdvancedTest, RefusesDescriptionsThatItCannotUse) {
       {{{L"ParamDesc", L"x"}, {L"type", L"int"}, {L"min", L"1"}, {L"default", L"1"}}, {kAlways, kAlways}, L"max"},
       {{{L"ParamDesc", L"x"}, {L"type", L"int"}, {L"min", L"1"}, {L"max", L"1"}}, {kAlways, kAlways}, L"default"},
       {{{L"ParamDesc", L"Number of Receive Rings"}}, {kAlways, kAlways}, L"default"},
-      {{{L"ParamDesc", L"x"}, {L"type", L"int"}, {L"min", L"0"}, {L"max", L"1"}, {L"default", L"-1"}}, {kAlways}, nullptr},
+      {{{L"ParamDesc", L"x"}, {L"type", L"int"}, {L"min", L"0"}, {L"max", L"1"}, {L"default", L"-1"}},
+       {kAlways},
+       nullptr},
       {{{L"ParamDesc", L"x"}, {L"type", L"enum"}}, {kAlways, kAlways, kAlways}, L"default"},  // no settings either
   };
   for (const auto& row : rows) {
@@ -184,10 +188,8 @@ TEST_F(AdvancedTest, SurvivesDataOfOtherShapes) {
     const wchar_t* value;
   } rows[] = {
       {REG_SZ, std::string("5\0", 2), L"5"},  // no terminator
-      {REG_SZ, std::string("5\0006", 3), L"56"},
-      {REG_SZ, "", L"0"},
-      {REG_DWORD, std::string("\x05\0\0\0", 4), L"0"},
-      {REG_BINARY, std::string("\x37\0\0\0", 4), L"7"},
+      {REG_SZ, std::string("5\0006", 3), L"56"},       {REG_SZ, "", L"0"},
+      {REG_DWORD, std::string("\x05\0\0\0", 4), L"0"}, {REG_BINARY, std::string("\x37\0\0\0", 4), L"7"},
   };
   for (const auto& row : rows) {
     m_machine.WriteBytes(key, L"P", row.type, row.data.data(), row.data.size());
@@ -197,7 +199,8 @@ TEST_F(AdvancedTest, SurvivesDataOfOtherShapes) {
 
 TEST_F(AdvancedTest, AnUnreadableSettingIsAnAssertionAndTheRestLoads) {
   m_machine.AddEnumeration(7, L"P", {L"0", L"1"}, L"1");
-  m_machine.WriteText(Machine::InstanceKey(7) + L"\\Ndi\\config\\P\\Enum", std::wstring(150, L'9').c_str(), L"long name");
+  m_machine.WriteText(Machine::InstanceKey(7) + L"\\Ndi\\config\\P\\Enum", std::wstring(150, L'9').c_str(),
+                      L"long name");
   tests::AssertionRecorder assertions;
   EXPECT_THAT(LoadedValues(), ElementsAre(L"1"));
   EXPECT_THAT(assertions.Take(), ElementsAre(kAlways));

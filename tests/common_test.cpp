@@ -11,9 +11,9 @@
 
 namespace {
 
+using qvrn::Message;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using qvrn::Message;
 using tests::Machine;
 
 class CommonTest : public ::testing::Test {
@@ -28,8 +28,8 @@ class CommonTest : public ::testing::Test {
 };
 
 TEST_F(CommonTest, LogarithmsAndPowers) {
-  const std::pair<LONG, LONG> logarithms[] = {{-5, 0},    {0, 0},      {1, 0},      {2, 1},          {3, 1},
-                                              {4, 2},     {255, 7},    {256, 8},    {65535, 15},     {65536, 16},
+  const std::pair<LONG, LONG> logarithms[] = {{-5, 0},     {0, 0},           {1, 0},          {2, 1},      {3, 1},
+                                              {4, 2},      {255, 7},         {256, 8},        {65535, 15}, {65536, 16},
                                               {65537, 16}, {0x40000000, 30}, {0x7FFFFFFF, 30}};
   for (const auto& [value, logarithm] : logarithms) EXPECT_EQ(qvrn::IntegerLog2(value), logarithm) << value;
   const std::pair<LONG, LONG> powers[] = {{-1, 0}, {0, 1}, {4, 16}, {30, 0x40000000}, {31, 0}, {64, 0}};
@@ -43,8 +43,12 @@ TEST_F(CommonTest, LoadsStringsFromTheirBlocks) {
     WORD id;
     const wchar_t* text;
   } rows[] = {
-      {module, 16, L"entry 0 of block 2"}, {module, 121, L"Cannot open: %1"}, {module, 123, L"%2!"},
-      {module, 17, nullptr},               {module, 127, nullptr},            {module, 128, nullptr},
+      {module, 16, L"entry 0 of block 2"},
+      {module, 121, L"Cannot open: %1"},
+      {module, 123, L"%2!"},
+      {module, 17, nullptr},
+      {module, 127, nullptr},
+      {module, 128, nullptr},
       {nullptr, 121, nullptr},
   };
   for (const auto& row : rows) {
@@ -125,8 +129,8 @@ TEST_F(CommonTest, RenamesUnderTheWriteLock) {
   EXPECT_THAT(calls,
               ElementsAre(L"INetCfgLock::AcquireWriteLock(5, MY CLIENT)", ::testing::StartsWith(L"INetCfg::Initialize"),
                           ::testing::StartsWith(L"INetCfg::EnumComponents"),
-                          L"INetCfgComponent::SetDisplayName({00000007-0000-0000-0000-000000000000}, New name)", ::testing::StartsWith(L"INetCfg::Apply"),
-                          ::testing::StartsWith(L"INetCfg::Uninitialize"),
+                          L"INetCfgComponent::SetDisplayName({00000007-0000-0000-0000-000000000000}, New name)",
+                          ::testing::StartsWith(L"INetCfg::Apply"), ::testing::StartsWith(L"INetCfg::Uninitialize"),
                           ::testing::StartsWith(L"INetCfgLock::ReleaseWriteLock")));
   EXPECT_THAT(m_assertions.Take(), IsEmpty());
 }

@@ -6,9 +6,9 @@
 
 namespace {
 
-using ::testing::ElementsAre;
 using qvrn::CEnumParameter;
 using qvrn::CIntParameter;
+using ::testing::ElementsAre;
 using tests::Machine;
 
 std::vector<CEnumParameter::Entry> Entries() {
@@ -63,8 +63,9 @@ TEST(ParameterWrite, FailsWhereTheKeyCannotBeOpenedAndOnlyThen) {
   CEnumParameter choice({L"P", L"", L""}, Entries(), L"1", L"0");
   CIntParameter number({L"Q", L"", L""}, {0, 9, 5}, 5);
   qvrn::CStringParameter text({L"R", L"", L""}, L"a");
-  for (const qvrn::CParameter* parameter : {static_cast<qvrn::CParameter*>(&choice), static_cast<qvrn::CParameter*>(&number),
-                                            static_cast<qvrn::CParameter*>(&text)}) {
+  for (const qvrn::CParameter* parameter :
+       {static_cast<qvrn::CParameter*>(&choice), static_cast<qvrn::CParameter*>(&number),
+        static_cast<qvrn::CParameter*>(&text)}) {
     EXPECT_TRUE(parameter->Write(nowhere)) << "unchanged";
   }
   EXPECT_THAT(assertions.Take(), ::testing::IsEmpty());

@@ -18,8 +18,8 @@
 
 namespace {
 
-using ::testing::ElementsAre;
 using Microsoft::WRL::ComPtr;
+using ::testing::ElementsAre;
 using tests::Machine;
 using Bytes = std::vector<BYTE>;
 
@@ -126,8 +126,8 @@ TEST_F(NotifySupportTest, ReadsWritesAndDeletesParameters) {
     HRESULT result;
     DWORD bytes;
   } rows[] = {
-      {L"Backup", S_OK, 8},         {L"Full", S_OK, 4096},           {L"Absent", E_INVALIDARG, 0},
-      {L"Empty", E_ABORT, 0},       {L"TooLong", E_OUTOFMEMORY, 0},
+      {L"Backup", S_OK, 8},   {L"Full", S_OK, 4096},          {L"Absent", E_INVALIDARG, 0},
+      {L"Empty", E_ABORT, 0}, {L"TooLong", E_OUTOFMEMORY, 0},
   };
   for (const auto& row : rows) {
     Bytes buffer(4096, 0xCC);
@@ -196,7 +196,7 @@ TEST_F(NotifySupportTest, UpperBindingsShrinkByTheEntryWhetherItIsThereOrNot) {
       {Chars(L"aa|bb|cc||"), L"BB", Chars(L"aa|cc||")},
       {Chars(L"aa|bb||"), L"aa", Chars(L"bb||")},
       {Chars(L"aa||"), L"aa", absent},
-      {Chars(L"aa|bb||"), L"xx", Chars(L"aa|b")},       // absent: cut all the same
+      {Chars(L"aa|bb||"), L"xx", Chars(L"aa|b")},        // absent: cut all the same
       {Chars(L"aa|bb||"), L"xxxxxxxx", absent},          // longer than the value
       {Chars(L"aa|aa|bb||"), L"aa", Chars(L"bb|||||")},  // twice: cut once
       {Chars(L"aa|bb"), L"bb", Chars(L"aa|")},           // no terminators
@@ -228,9 +228,9 @@ TEST(TokenInList, StaysWithinTheList) {
     DWORD length;
     bool found;
   } rows[] = {
-      {L"first", list, 21, true},   {L"SECOND", list, 21, true}, {L"behind", list, 21, false},
-      {L"Second", list, 6, false},  {L"first", list, 0, false},  {L"fir", list, 21, false},
-      {L"", list, 21, false},       {nullptr, list, 21, false},  {L"x", nullptr, 5, false},
+      {L"first", list, 21, true},     {L"SECOND", list, 21, true},      {L"behind", list, 21, false},
+      {L"Second", list, 6, false},    {L"first", list, 0, false},       {L"fir", list, 21, false},
+      {L"", list, 21, false},         {nullptr, list, 21, false},       {L"x", nullptr, 5, false},
       {L"ab", unterminated, 2, true}, {L"abc", unterminated, 2, false},
   };
   for (const auto& row : rows) {

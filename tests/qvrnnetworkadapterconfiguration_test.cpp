@@ -10,11 +10,11 @@
 
 namespace {
 
+using Microsoft::WRL::ComPtr;
+using qvrn::Variant;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
-using Microsoft::WRL::ComPtr;
-using qvrn::Variant;
 using tests::Changes;
 using tests::Machine;
 using tests::Outcome;
@@ -92,43 +92,30 @@ TEST_F(ConfigurationTest, AFailedQueryIsToldByTheProviderAlone) {
   EXPECT_EQ(m_provider.Enumerate(kClass).Text(), "0x80041002, sink 0x80041002");
 }
 
-TEST_F(ConfigurationTest, CarriesTheEighteenKeywords) {
-  const std::pair<const wchar_t*, const wchar_t*> rows[] = {
-      {L"*FlowControl", L"FlowControl"},
-      {L"*InterruptModeration", L"InterruptModeration"},
-      {L"*IPChecksumOffloadIPv4", L"IPChecksumOffloadv4"},
-      {L"*TCPUDPChecksumOffloadIPv4", L"TcpUdpChecksumOffloadv4"},
-      {L"*TCPUDPChecksumOffloadIPv6", L"TcpUdpChecksumOffloadv6"},
-      {L"LargeSendOffload", L"LargeSendOffload"},
-      {L"*JumboPacket", L"MaxFrameSize"},
-      {L"RecvCompletionMethod", L"ReceiveCompletionMethod"},
-      {L"RecvRingSize", L"ReceiveRingSize"},
-      {L"*RSS", L"RssMode"},
-      {L"*HeaderDataSplit", L"HeaderDataSplit"},
-      {L"RxIntModeration", L"RxIntModerationType"},
-      {L"SendCompletionMethod", L"SendCompletionMethod"},
-      {L"SendIntModCount", L"InterruptModerationSendPacketCount"},
-      {L"SendIntModTime", L"InterruptModerationSendPacketTime"},
-      {L"SendRingSize", L"SendRingSize"},
-      {L"UseDma", L"BusMasterDmaOperations"},
-      {L"UseRSSForUDP", L"UseRssForUDP"},
-  };
+// The registry keyword that the schema names for a property; empty for the key.
+std::wstring KeywordOf(const lab::Property& property) {
+  const lab::Qualifier* mapping = lab::FindQualifier(property.qualifiers, L"MappingStrings");
+  if (mapping == nullptr) return {};
+  const auto text = std::get<std::wstring>(std::get<std::vector<lab::Scalar>>(mapping->value).at(0));
+  return text.substr(text.find(L'|') + 1);
+}
+
+TEST_F(ConfigurationTest, CarriesTheKeywordsThatTheSchemaNames) {
   m_machine.AddAdapter(7);
-  int number = 100;
-  for (const auto& [keyword, property] : rows) {
-    m_machine.AddInteger(7, keyword, L"0", L"1000", std::to_wstring(number++).c_str());
-  }
-  m_machine.AddInteger(7, L"*rss", L"0", L"1", L"1");       // the registry has one value for both spellings
   m_machine.AddInteger(7, L"*SomethingElse", L"0", L"1", L"1");
+  std::vector<std::pair<std::wstring, std::wstring>> expected;
+  for (const lab::Property& property : lab::NamespaceSchema().Find(kClass)->properties) {
+    const std::wstring keyword = KeywordOf(property);
+    if (keyword.empty()) continue;
+    const std::wstring value = std::to_wstring(100 + expected.size());
+    m_machine.AddInteger(7, keyword.c_str(), L"0", L"1000", value.c_str());
+    expected.emplace_back(property.name, value);
+  }
+  ASSERT_EQ(expected.size(), 18u);
   const ComPtr<IWbemClassObject> instance = Instance();
   ASSERT_NE(instance, nullptr);
-  number = 100;
-  for (const auto& [keyword, property] : rows) {
-    const std::wstring text = PropertyText(instance.Get(), property);
-    if (std::wstring(property) != L"RssMode") {
-      EXPECT_EQ(text, std::to_wstring(number)) << property;
-    }
-    ++number;
+  for (const auto& [property, value] : expected) {
+    EXPECT_EQ(PropertyText(instance.Get(), property.c_str()), value) << ::testing::PrintToString(property);
   }
 }
 

@@ -34,8 +34,7 @@ ComPtr<IWbemClassObject> InstanceOf(const wchar_t* className) {
 
 bool HasThreadToken() {
   qvrn::KernelHandle token;
-  return ::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) ||
-         ::GetLastError() != ERROR_NO_TOKEN;
+  return ::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) || ::GetLastError() != ERROR_NO_TOKEN;
 }
 
 class ProviderTest : public ::testing::Test {
@@ -112,12 +111,14 @@ TEST_F(ProviderTest, RefusesMissingArgumentsWithoutTheSink) {
   EXPECT_EQ(run([](Services s, Sink k) { return s->DeleteInstanceAsync(nullptr, 0, nullptr, k); }), kRefused);
   EXPECT_EQ(run([](Services s, Sink k) { return s->ExecMethodAsync(nullptr, nullptr, 0, nullptr, nullptr, k); }),
             kRefused);
-  EXPECT_EQ(run([&](Services s, Sink) { return s->CreateInstanceEnumAsync(path.Get(), 0, nullptr, nullptr); }), kRefused);
+  EXPECT_EQ(run([&](Services s, Sink) { return s->CreateInstanceEnumAsync(path.Get(), 0, nullptr, nullptr); }),
+            kRefused);
   EXPECT_EQ(run([&](Services s, Sink) { return s->GetObjectAsync(path.Get(), 0, nullptr, nullptr); }), kRefused);
   EXPECT_EQ(run([](Services s, Sink) { return s->PutInstanceAsync(nullptr, 0, nullptr, nullptr); }), kRefused);
   EXPECT_EQ(run([&](Services s, Sink) { return s->DeleteInstanceAsync(path.Get(), 0, nullptr, nullptr); }), kRefused);
-  EXPECT_EQ(run([&](Services s, Sink) { return s->ExecMethodAsync(path.Get(), nullptr, 0, nullptr, nullptr, nullptr); }),
-            kRefused);
+  EXPECT_EQ(
+      run([&](Services s, Sink) { return s->ExecMethodAsync(path.Get(), nullptr, 0, nullptr, nullptr, nullptr); }),
+      kRefused);
 }
 
 TEST_F(ProviderTest, RoutesByTheExactClassName) {
@@ -157,11 +158,13 @@ TEST_F(ProviderTest, GoesBackToTheProcessOnlyWhereAnEnumerationIsRefused) {
   const Bstr path(kPath7);
   const auto tokenLeft = [&](DWORD level, const Provider::Request& request) {
     bool left = false;
-    m_provider.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-      const HRESULT hr = request(services, sink);
-      left = HasThreadToken();
-      return hr;
-    }, level);
+    m_provider.Run(
+        [&](IWbemServices* services, IWbemObjectSink* sink) {
+          const HRESULT hr = request(services, sink);
+          left = HasThreadToken();
+          return hr;
+        },
+        level);
     return left;
   };
   const Provider::Request enumerate = [&](IWbemServices* services, IWbemObjectSink* sink) {
@@ -203,8 +206,8 @@ TEST_F(ProviderTest, ServesEightClientsAtOnce) {
   }
   for (std::thread& client : clients) client.join();
   for (std::size_t client = 0; client < answers.size(); ++client) {
-    EXPECT_EQ(answers[client], client % 2 == 0 ? L"4000 4000 4000 4000 4000 "
-                                               : L"4000 1514 4000 1514 4000 1514 4000 1514 4000 1514 ");
+    EXPECT_EQ(answers[client],
+              client % 2 == 0 ? L"4000 4000 4000 4000 4000 " : L"4000 1514 4000 1514 4000 1514 4000 1514 4000 1514 ");
   }
 }
 

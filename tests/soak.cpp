@@ -1,7 +1,7 @@
 // qvrnsoak ROUNDS: enumerates again and again, and compares what the process holds after the first fifty rounds with what
 // it holds at the end: handles, live COM objects, busy bytes of every heap.
-#include <objbase.h>
 #include <netcfgx.h>
+#include <objbase.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -11,6 +11,7 @@
 #include "lab/classobject.h"
 #include "lab/labkey.h"
 #include "lab/netcfg.h"
+#include "tests/support/crashexit.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
 #include "tests/support/provider.h"
@@ -49,7 +50,8 @@ Holdings Measure() {
 }
 
 void Print(const char* when, const Holdings& holdings) {
-  std::printf("%s: %lu handles, %ld objects, %zu bytes\n", when, holdings.handles, holdings.objects, holdings.heapBytes);
+  std::printf("%s: %lu handles, %ld objects, %zu bytes\n", when, holdings.handles, holdings.objects,
+              holdings.heapBytes);
 }
 
 void RunRounds(const tests::Provider& provider, int rounds) {
@@ -64,6 +66,7 @@ void RunRounds(const tests::Provider& provider, int rounds) {
 
 int main(int argc, char** argv) {
   const int rounds = argc > 1 ? std::atoi(argv[1]) : 300;
+  tests::EndOnCrash();
   ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   DWORD registration = 0;
   ::CoRegisterClassObject(CLSID_CNetCfg, lab::NetCfgClassFactory(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,

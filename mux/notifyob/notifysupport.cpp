@@ -75,7 +75,8 @@ LONG ReadUpperBindings(HKEY key, std::vector<BYTE>& data) {
 }
 
 LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept {
-  return ::RegSetValueExW(key, kUpperBindings, 0, REG_MULTI_SZ, static_cast<const BYTE*>(data), static_cast<DWORD>(bytes));
+  return ::RegSetValueExW(key, kUpperBindings, 0, REG_MULTI_SZ, static_cast<const BYTE*>(data),
+                          static_cast<DWORD>(bytes));
 }
 
 // The entries of `data` that differ from `entry`, each with its terminator, in a zeroed buffer that holds at least as
@@ -112,7 +113,8 @@ HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgCompone
 HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
                            DWORD* sizeBytes) noexcept {
   RegistryKey key;
-  HRESULT hr = OpenParamKey(component, L"   Failed to Open Param Key, CMuxNotify::ReadRegistryParams. hr = 0x%x\n", key);
+  HRESULT hr =
+      OpenParamKey(component, L"   Failed to Open Param Key, CMuxNotify::ReadRegistryParams. hr = 0x%x\n", key);
   if (SUCCEEDED(hr)) hr = ReadBounded(key, valueName, buffer, sizeBytes);
   if (FAILED(hr)) {
     *sizeBytes = 0;
@@ -122,7 +124,8 @@ HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName
 }
 
 // Deletion reports the writer's text too (kept: logs are searched for it).
-constexpr wchar_t kInsertOpenFailure[] = L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x%x\n";
+constexpr wchar_t kInsertOpenFailure[] =
+    L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x%x\n";
 
 LONG InsertRegistryParams(INetCfgComponent* component, const wchar_t* valueName, DWORD sizeChars,
                           const void* data) noexcept {

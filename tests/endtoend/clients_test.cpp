@@ -20,8 +20,7 @@ using tests::RunProgram;
 
 TEST_F(InstalledLab, WmicListsAValueForEachServedAdapter) {
   WriteText(InstanceKey(L"0012"), L"*JumboPacket", L"4088");
-  const ProgramResult result =
-      RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize");
+  const ProgramResult result = RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize");
   EXPECT_EQ(result.exitCode, 0u);
   std::istringstream words(result.output.substr(result.output.find('S')));  // behind the byte order mark
   EXPECT_THAT(std::vector<std::string>(std::istream_iterator<std::string>(words), {}),
@@ -65,8 +64,8 @@ TEST_F(InstalledLab, RegistrationNamesTheDll) {
 TEST_F(InstalledLab, AFreshModuleCanBeUnloaded) {
   const HMODULE module = ::LoadLibraryW(L"C:\\qvrn\\qvrnwmiprovider.dll");
   ASSERT_NE(module, nullptr);
-  const auto canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(
-      reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
+  const auto canUnload =
+      reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
   ASSERT_NE(canUnload, nullptr);
   EXPECT_EQ(canUnload(), S_OK);
   ::FreeLibrary(module);

@@ -65,7 +65,8 @@ ProgramResult RunProgram(const std::wstring& commandLine) {
     startup.hStdError = errors.Get();
     PROCESS_INFORMATION process = {};
     std::wstring writable = commandLine;
-    EXPECT_TRUE(::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process));
+    EXPECT_TRUE(
+        ::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process));
     const qvrn::KernelHandle processHandle(process.hProcess);
     const qvrn::KernelHandle threadHandle(process.hThread);
     if (::WaitForSingleObject(process.hProcess, kTimeoutMs) != WAIT_OBJECT_0) {

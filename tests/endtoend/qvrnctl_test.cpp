@@ -37,10 +37,10 @@ TEST_F(ClientTest, ChangesExactlyWhatItIsAskedFor) {
   EXPECT_EQ(result.exitCode, 0u) << result.errors;
   EXPECT_THAT(result.output, HasSubstr("MaxFrameSize"));
   const std::wstring key = kSeven;
-  EXPECT_THAT(Changes(before, Adapters()),
-              ::testing::UnorderedElementsAre(
-                  key + L"*JumboPacket = " + TextValue(L"1514") + L" -> " + TextValue(L"9014"),
-                  key + L"*InterruptModeration = " + TextValue(L"1") + L" -> " + TextValue(L"0")));
+  EXPECT_THAT(
+      Changes(before, Adapters()),
+      ::testing::UnorderedElementsAre(key + L"*JumboPacket = " + TextValue(L"1514") + L" -> " + TextValue(L"9014"),
+                                      key + L"*InterruptModeration = " + TextValue(L"1") + L" -> " + TextValue(L"0")));
   EXPECT_EQ(Restarts(), 1u);
   EXPECT_THAT(Client(L"get 7 MaxFrameSize --json").output, HasSubstr("9014"));
 }

@@ -44,8 +44,7 @@ void RecordAssertion(const char* expression, const char* file, unsigned) {
 }  // namespace
 
 Machine::Machine() {
-  const std::wstring name =
-      Formatted(L"%u-", ::GetCurrentProcessId()) + std::to_wstring(g_machines++);
+  const std::wstring name = Formatted(L"%u-", ::GetCurrentProcessId()) + std::to_wstring(g_machines++);
   m_path = kSandboxes + (L"\\" + name);
   m_root.Create(HKEY_CURRENT_USER, m_path.c_str(), KEY_ALL_ACCESS);
   ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_root.Get());
@@ -97,8 +96,9 @@ void Machine::AddDescriptor(DWORD index, const wchar_t* keyword, const Values& v
 
 void Machine::AddInteger(DWORD index, const wchar_t* keyword, const wchar_t* minimum, const wchar_t* maximum,
                          const wchar_t* defaultText) {
-  AddDescriptor(index, keyword,
-                {{L"ParamDesc", keyword}, {L"type", L"int"}, {L"min", minimum}, {L"max", maximum}, {L"default", defaultText}});
+  AddDescriptor(
+      index, keyword,
+      {{L"ParamDesc", keyword}, {L"type", L"int"}, {L"min", minimum}, {L"max", maximum}, {L"default", defaultText}});
 }
 
 void Machine::AddEnumeration(DWORD index, const wchar_t* keyword, const std::vector<const wchar_t*>& settings,
@@ -109,7 +109,9 @@ void Machine::AddEnumeration(DWORD index, const wchar_t* keyword, const std::vec
   for (const wchar_t* setting : settings) WriteText(path, setting, setting);
 }
 
-void Machine::Store(DWORD index, const wchar_t* name, const wchar_t* text) { WriteText(InstanceKey(index), name, text); }
+void Machine::Store(DWORD index, const wchar_t* name, const wchar_t* text) {
+  WriteText(InstanceKey(index), name, text);
+}
 
 std::optional<std::wstring> Machine::Stored(DWORD index, const wchar_t* name) const {
   RegistryKey key;
@@ -155,7 +157,9 @@ std::vector<std::wstring> Machine::TakeNetworkCalls() const {
   return calls;
 }
 
-Snapshot Machine::Registry() const { return TakeSnapshot(m_root.Get(), {lab::kLabKey, L"SYSTEM\\CurrentControlSet\\Enum"}); }
+Snapshot Machine::Registry() const {
+  return TakeSnapshot(m_root.Get(), {lab::kLabKey, L"SYSTEM\\CurrentControlSet\\Enum"});
+}
 
 AssertionRecorder::AssertionRecorder() : m_before(qvrn::SetAssertionReporter(RecordAssertion)) { Take(); }
 AssertionRecorder::~AssertionRecorder() { qvrn::SetAssertionReporter(m_before); }

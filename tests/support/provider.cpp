@@ -61,7 +61,8 @@ HRESULT TestNamespace::ExecQuery(const BSTR language, const BSTR query, LONG fla
                                  IEnumWbemClassObject** objects) noexcept {
   if (failQuery != S_OK) return failQuery;
   std::wostringstream call;
-  call << L"ExecQuery(" << language << L", " << query << L", 0x" << std::hex << flags << (context ? L", context)" : L")");
+  call << L"ExecQuery(" << language << L", " << query << L", 0x" << std::hex << flags
+       << (context ? L", context)" : L")");
   Note(call.str());
   return lab::Namespace()->ExecQuery(language, query, flags, context, objects);
 }
@@ -118,37 +119,39 @@ Outcome Provider::Run(const Request& request, DWORD level) const {
 
 Outcome Provider::Enumerate(const wchar_t* className, DWORD level) const {
   const Bstr name(className);
-  return Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->CreateInstanceEnumAsync(name.Get(), 0, nullptr, sink);
-  }, level);
+  return Run([&](IWbemServices* services,
+                 IWbemObjectSink* sink) { return services->CreateInstanceEnumAsync(name.Get(), 0, nullptr, sink); },
+             level);
 }
 
 Outcome Provider::Get(const wchar_t* path, DWORD level) const {
   const Bstr text(path);
-  return Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->GetObjectAsync(text.Get(), 0, nullptr, sink);
-  }, level);
+  return Run([&](IWbemServices* services,
+                 IWbemObjectSink* sink) { return services->GetObjectAsync(text.Get(), 0, nullptr, sink); },
+             level);
 }
 
 Outcome Provider::Put(IWbemClassObject* instance, LONG flags, DWORD level) const {
-  return Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->PutInstanceAsync(instance, flags, nullptr, sink);
-  }, level);
+  return Run([&](IWbemServices* services,
+                 IWbemObjectSink* sink) { return services->PutInstanceAsync(instance, flags, nullptr, sink); },
+             level);
 }
 
 Outcome Provider::Delete(const wchar_t* path, DWORD level) const {
   const Bstr text(path);
-  return Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->DeleteInstanceAsync(text.Get(), 0, nullptr, sink);
-  }, level);
+  return Run([&](IWbemServices* services,
+                 IWbemObjectSink* sink) { return services->DeleteInstanceAsync(text.Get(), 0, nullptr, sink); },
+             level);
 }
 
 Outcome Provider::Method(const wchar_t* path, const wchar_t* method, DWORD level) const {
   const Bstr text(path);
   const Bstr name(method);
-  return Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->ExecMethodAsync(text.Get(), name.Get(), 0, nullptr, nullptr, sink);
-  }, level);
+  return Run(
+      [&](IWbemServices* services, IWbemObjectSink* sink) {
+        return services->ExecMethodAsync(text.Get(), name.Get(), 0, nullptr, nullptr, sink);
+      },
+      level);
 }
 
 std::wstring PropertyText(IWbemClassObject* object, const wchar_t* name) {

@@ -31,7 +31,8 @@ void Collect(HKEY key, const std::wstring& path, const std::vector<std::wstring>
     DWORD nameChars = static_cast<DWORD>(name.size());
     DWORD bytes = static_cast<DWORD>(data.size());
     DWORD type = 0;
-    if (::RegEnumValueW(key, index, name.data(), &nameChars, nullptr, &type, data.data(), &bytes) != ERROR_SUCCESS) break;
+    if (::RegEnumValueW(key, index, name.data(), &nameChars, nullptr, &type, data.data(), &bytes) != ERROR_SUCCESS)
+      break;
     snapshot[path + L":" + name.data()] = Hex(type, data, bytes);
   }
   wchar_t subkey[qvrn::kPathChars];

@@ -25,7 +25,8 @@ class RecordingSink final : public IWbemObjectSink {
   ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
   ULONG STDMETHODCALLTYPE Release() noexcept override { return --m_references; }
   HRESULT STDMETHODCALLTYPE Indicate(LONG count, IWbemClassObject** objects) noexcept override;
-  HRESULT STDMETHODCALLTYPE SetStatus(LONG flags, HRESULT result, BSTR text, IWbemClassObject* object) noexcept override;
+  HRESULT STDMETHODCALLTYPE SetStatus(LONG flags, HRESULT result, BSTR text,
+                                      IWbemClassObject* object) noexcept override;
 
   SinkCalls calls;
 

@@ -29,7 +29,8 @@ void Append(wchar_t (&path)[kPathChars], const wchar_t* text) noexcept {
 }
 
 // Writes the default of an absent value and takes it as the value. False after an assertion.
-bool CreateValue(const RegistryKey& key, const wchar_t* name, const wchar_t* defaultText, ParameterText& text) noexcept {
+bool CreateValue(const RegistryKey& key, const wchar_t* name, const wchar_t* defaultText,
+                 ParameterText& text) noexcept {
   const LSTATUS status = key.WriteText(name, defaultText);
   if (status != ERROR_SUCCESS) {
     ReportStatus(Message::RegistryValueUnusable, status);

@@ -195,9 +195,8 @@ bool RequestPropertyChange(HDEVINFO devices) noexcept {
   change.ClassInstallHeader.InstallFunction = DIF_PROPERTYCHANGE;
   change.StateChange = DICS_PROPCHANGE;
   change.Scope = DICS_FLAG_CONFIGSPECIFIC;
-  const bool accepted =
-      ::SetupDiSetClassInstallParamsW(devices, &device, &change.ClassInstallHeader, sizeof change) &&
-      ::SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, devices, &device);
+  const bool accepted = ::SetupDiSetClassInstallParamsW(devices, &device, &change.ClassInstallHeader, sizeof change) &&
+                        ::SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, devices, &device);
   QVRN_CHECK(accepted, "0", kSource);
   return accepted;
 }
