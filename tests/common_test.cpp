@@ -143,6 +143,11 @@ TEST_F(CommonTest, ASessionRunsToItsEndWhateverFails) {
   EXPECT_TRUE(qvrn::GetDeviceNodeId(Machine::InstanceId(8).c_str(), id, 200));
   EXPECT_EQ(std::wstring(id), L"") << "no such component";
   EXPECT_THAT(m_assertions.Take(), IsEmpty());
+  wchar_t tooSmall[8];
+  EXPECT_TRUE(qvrn::GetDeviceNodeId(Machine::InstanceId(7).c_str(), tooSmall, 8));
+  EXPECT_EQ(std::wstring(tooSmall), Machine::DeviceId(7).substr(0, 7));
+  EXPECT_THAT(m_assertions.Take(), ElementsAre("(((HRESULT)(hr)) >= 0), common"));
+  EXPECT_THAT(m_assertions.Take(), IsEmpty());
 
   const char kHresult[] = "(((HRESULT)(hr)) >= 0), common";
   m_machine.FailCall(L"INetCfg::EnumComponents", E_FAIL);
@@ -161,7 +166,10 @@ TEST_F(CommonTest, ASessionRunsToItsEndWhateverFails) {
 TEST_F(CommonTest, RestartsTheAdapterOfAnInstanceId) {
   m_machine.AddAdapter(7);
   m_machine.AddAdapter(8);
+  tests::TakeClassInstallParams();
   EXPECT_TRUE(qvrn::RestartAdapter(Machine::InstanceId(8).c_str()));
+  // DIF_PROPERTYCHANGE, DICS_PROPCHANGE, DICS_FLAG_CONFIGSPECIFIC, current profile.
+  EXPECT_THAT(tests::TakeClassInstallParams(), ElementsAre(L"20: 8 18 3 2 0"));
   EXPECT_THAT(m_machine.Restarts(), ElementsAre(Machine::DeviceId(8)));
   EXPECT_THAT(m_assertions.Take(), IsEmpty());
   EXPECT_TRUE(qvrn::RestartAdapter(Machine::InstanceId(9).c_str()));

@@ -201,6 +201,7 @@ TEST_F(NotifySupportTest, UpperBindingsShrinkByTheEntryWhetherItIsThereOrNot) {
       {Chars(L"aa|aa|bb||"), L"aa", Chars(L"bb|||||")},  // twice: cut once
       {Chars(L"aa|bb"), L"bb", Chars(L"aa|")},           // no terminators
       {Chars(L"aa|bb"), L"aa", Chars(L"bb|")},
+      {Chars(L"|aa|bb||"), L"aa", Chars(L"|bb||")},  // an empty entry is kept
       {Chars(L"|"), L"aa", absent},
       {{}, L"aa", absent},
   };

@@ -55,6 +55,14 @@ class List {
     return S_OK;
   }
 
+  /// Calls `visit(item)` from the head on until it gives false.
+  template <typename Visitor>
+  void ForEach(Visitor visit) const {
+    for (const Node& node : m_nodes) {
+      if (!visit(node.item)) return;
+    }
+  }
+
   DWORD ListCount() const noexcept { return m_count; }
 
   void ListRemoveAll() noexcept {

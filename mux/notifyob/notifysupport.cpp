@@ -23,17 +23,17 @@ constexpr DWORD kMaxParamBytes = 4096;
 constexpr wchar_t kDevicePrefix[] = L"\\Device\\";
 
 void TraceGuid(const wchar_t* format, const GUID& guid) noexcept {
-  wchar_t text[kGuidChars];
-  ::StringFromGUID2(guid, text, kGuidChars);
-  NotifyTrace(kTraceProgress, format, text);
+  NotifyTrace(kTraceProgress, format, GuidText(guid).text);
 }
 
 // Walks the components until one has the GUID. S_FALSE at the end.
 HRESULT FindInEnumeration(IEnumNetCfgComponent* components, const GUID& wanted, INetCfgComponent** found) noexcept {
   for (;;) {
     ComPtr<INetCfgComponent> component;
-    HRESULT hr = components->Next(1, &component, nullptr);
+    ULONG fetched = 0;
+    HRESULT hr = components->Next(1, &component, &fetched);
     if (hr != S_OK) return hr;
+    if (component == nullptr) return S_FALSE;
     GUID guid = {};
     hr = component->GetInstanceGuid(&guid);
     if (hr != S_OK) return hr;
@@ -80,15 +80,18 @@ LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept 
 }
 
 // The entries of `data` that differ from `entry`, each with its terminator, in a zeroed buffer that holds at least as
-// many bytes as `data`.
+// many bytes as `data`. An empty entry is an entry like any other.
 std::vector<wchar_t> EntriesWithout(const std::vector<BYTE>& data, const wchar_t* entry) {
-  std::vector<wchar_t> source(data.size() / sizeof(wchar_t) + 2, L'\0');
-  std::memcpy(source.data(), data.data(), data.size() / sizeof(wchar_t) * sizeof(wchar_t));
+  const std::size_t chars = data.size() / sizeof(wchar_t);
+  std::vector<wchar_t> source(chars + 1, L'\0');
+  if (chars != 0) std::memcpy(source.data(), data.data(), chars * sizeof(wchar_t));
   std::vector<wchar_t> kept(source.size() + 1, L'\0');
   auto end = kept.begin();
-  for (const wchar_t* text = source.data(); *text != L'\0'; text += std::wcslen(text) + 1) {
-    if (::_wcsicmp(text, entry) == 0) continue;
-    end = std::copy_n(text, std::wcslen(text) + 1, end);
+  for (std::size_t position = 0; position < chars;) {
+    const wchar_t* text = source.data() + position;
+    const std::size_t length = std::wcslen(text) + 1;
+    if (::_wcsicmp(text, entry) != 0) end = std::copy_n(text, length, end);
+    position += length;
   }
   return kept;
 }
@@ -101,7 +104,7 @@ HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgCompone
   HRESULT hr = netCfg->EnumComponents(&GUID_DEVCLASS_NET, &components);
   if (FAILED(hr)) {
     NotifyTrace(kTraceError, L"   EnumComponents failed(HRESULT = %x).\n", hr);
-  } else {
+  } else if (components != nullptr) {
     TraceGuid(L"  Looking for component with InstanceGuid %s\n", *instanceGuid);
     hr = FindInEnumeration(components.Get(), *instanceGuid, component);
     components.Reset();
@@ -123,7 +126,7 @@ HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName
   return hr;
 }
 
-// Deletion reports the writer's text too (kept: logs are searched for it).
+// Kept: deletion reports the writer's text.
 constexpr wchar_t kInsertOpenFailure[] =
     L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x%x\n";
 
@@ -187,7 +190,7 @@ std::unique_ptr<wchar_t[]> GuidFromDeviceName(const wchar_t* deviceName) noexcep
 }
 
 bool IsTokenInList(const wchar_t* token, const wchar_t* multiString, DWORD lengthChars) noexcept {
-  if (token == nullptr || *token == L'\0' || multiString == nullptr || *multiString == L'\0') return false;
+  if (token == nullptr || *token == L'\0' || multiString == nullptr) return false;
   const std::size_t tokenLength = std::wcslen(token);
   for (std::size_t position = 0; position < lengthChars && multiString[position] != L'\0';) {
     const wchar_t* entry = multiString + position;

@@ -8,17 +8,16 @@
 
 #include <memory>
 
-namespace qvrn {
+#include "mux/notifyob/muxregistry.h"
 
-/// Instance ids of the virtual miniports above an adapter (REG_MULTI_SZ), newest first.
-inline constexpr wchar_t kUpperBindings[] = L"UpperBindings";
+namespace qvrn {
 
 /// Finds the network-class component with this instance GUID. S_OK: `*component` holds a reference. S_FALSE: there is
 /// none and `*component` is untouched. Otherwise the failure of the enumeration or of a component's GetInstanceGuid.
 HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept;
 
 /// Reads a value of the component's parameter key into a buffer of 4096 bytes; larger values are refused although larger
-/// ones can be written (kept: backups of that size are restored by hand). Results: S_OK with the size read; the failure
+/// ones can be written (kept). Results: S_OK with the size read; the failure
 /// of OpenParamKey; E_INVALIDARG for an absent value; E_ABORT for an empty or unreadable one; E_OUTOFMEMORY for a too
 /// large one. On failure `*sizeBytes` is 0 and the first four bytes of the buffer are zero.
 HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
@@ -35,7 +34,7 @@ LONG DeleteRegistryParams(INetCfgComponent* component, const wchar_t* valueName)
 LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept;
 
 /// Takes `entry` (without regard to case) out of UpperBindings of an open key. The stored size shrinks by the entry's
-/// length plus one character whether or not it was there (kept: the miniport driver reads by size); nothing left deletes
+/// length plus one character whether or not it was there (kept: stored values look like that); nothing left deletes
 /// the value. A Win32 code; ERROR_FILE_NOT_FOUND when there is no value.
 LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept;
 

@@ -15,6 +15,7 @@ namespace {
 std::mutex g_lock;
 std::vector<std::wstring> g_debugOutput;
 std::vector<std::wstring> g_messageBoxes;
+std::vector<std::wstring> g_classInstallParams;
 std::atomic<bool> g_visible{false};
 std::atomic<std::size_t> g_failingBytes{0};
 std::wstring g_failingText;
@@ -48,7 +49,16 @@ BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*) {
 }
 
 // The platform of the test bed has no such function: it answers FALSE with last error 0.
-BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL_HEADER*, DWORD) { return TRUE; }
+BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL_HEADER* header, DWORD size) {
+  const auto* change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(header);
+  std::wstring text = std::to_wstring(size) + L":";
+  for (const DWORD number :
+       {header->cbSize, DWORD{header->InstallFunction}, change->StateChange, change->Scope, change->HwProfile}) {
+    text += L" " + std::to_wstring(number);
+  }
+  Append(g_classInstallParams, std::move(text));
+  return TRUE;
+}
 
 BSTR WINAPI AllocateText(const wchar_t* text) {
   static const auto real = RealFunction<decltype(&::SysAllocString)>(L"oleaut32.dll", "SysAllocString");
@@ -78,6 +88,7 @@ namespace tests {
 
 std::vector<std::wstring> TakeDebugOutput() { return Take(g_debugOutput); }
 std::vector<std::wstring> TakeMessageBoxes() { return Take(g_messageBoxes); }
+std::vector<std::wstring> TakeClassInstallParams() { return Take(g_classInstallParams); }
 void SetWindowStationVisible(bool visible) { g_visible = visible; }
 
 FailingAllocation::FailingAllocation(std::size_t bytes) noexcept { g_failingBytes = bytes; }

@@ -13,6 +13,9 @@ namespace tests {
 /// What went to OutputDebugStringW since the last call.
 std::vector<std::wstring> TakeDebugOutput();
 
+/// Class-install parameters since the last call, each "SIZE: HEADER SIZE, FUNCTION, STATE, SCOPE, PROFILE".
+std::vector<std::wstring> TakeClassInstallParams();
+
 /// Message boxes since the last call, each "CAPTION|TEXT|STYLE"; none is ever shown.
 std::vector<std::wstring> TakeMessageBoxes();
 

@@ -16,7 +16,7 @@ constexpr wchar_t kConfigKey[] = L"\\Ndi\\config";
 constexpr wchar_t kReceiveRings[] = L"Number of Receive Rings";
 constexpr wchar_t kDefaultGroup[] = L"General";
 constexpr wchar_t kHiddenGroup[] = L"None";
-// What a value that cannot be read counts as. A stored -1 is taken for it (kept: such an adapter is not served).
+// What a value that cannot be read counts as. A stored -1 is taken for it (kept: such an adapter has no model).
 constexpr LONG kUnreadable = -1;
 
 bool SameText(const wchar_t* one, const wchar_t* other) noexcept { return std::wcscmp(one, other) == 0; }
@@ -45,8 +45,10 @@ bool CreateValue(const RegistryKey& key, const wchar_t* name, const wchar_t* def
 LONG ReadMirrors(const RegistryKey& key, const wchar_t* defaultText, ParameterText& text) noexcept {
   QVRN_CHECK(p_bIsOs2008, "p_bIsOs2008", kSource);
   for (const wchar_t* mirror : kLargeSendOffloadMirrors) {
-    const LSTATUS status = key.ReadText(mirror, text);
+    ParameterText mirrored;
+    const LSTATUS status = key.ReadText(mirror, mirrored);
     if (status == ERROR_SUCCESS) {
+      CopyText(text, mirrored);
       if (::_wtoi(text) == 1) break;
       continue;
     }
@@ -264,8 +266,13 @@ std::unique_ptr<CParameter> CAdvancedDlg::BuildReceiveRings(Descriptor& descript
   return std::make_unique<CEnumParameter>(std::move(descriptor.labels), RingEntries(m_processors), text, defaultText);
 }
 
-// Free text has no default, so its reading is an assertion each time (kept: no driver of the family describes any).
+// Free text has no default, so its reading is an assertion each time (kept).
 std::unique_ptr<CParameter> CAdvancedDlg::BuildText(Descriptor& descriptor) {
+  const LSTATUS status = descriptor.instanceKey.Open(KEY_READ);
+  if (status != ERROR_SUCCESS) {
+    ReportStatus(Message::RegistryKeyUnusable, status);
+    QVRN_CHECK(false, "0", kSource);
+  }
   ParameterText text;
   if (ReadOrCreateValue(descriptor.instanceKey, descriptor.labels.name.c_str(), nullptr, text) == kUnreadable) {
     return nullptr;
@@ -280,9 +287,7 @@ bool CAdvancedDlg::Apply() {
   for (const auto& slot : m_slots) {
     if (slot != nullptr && !slot->Write(instanceKey)) return false;
   }
-  const LSTATUS closed = instanceKey.Close();
-  QVRN_CHECK(closed == ERROR_SUCCESS, "false", kSource);
-  if (closed != ERROR_SUCCESS) return false;
+  if (!instanceKey.Close()) return false;
   if (!changed) return true;
 
   const bool bRet = RestartDevice(m_deviceNodeId.c_str());

@@ -69,6 +69,55 @@ bool WindowStationIsVisible() noexcept {
          (flags.dwFlags & WSF_VISIBLE) != 0;
 }
 
+constexpr DWORD kLockTimeoutMs = 5;
+constexpr wchar_t kLockClient[] = L"MY CLIENT";
+constexpr std::size_t kDeviceNodeChars = 200;
+
+// One short session on the network configuration under the write lock, with `action` on the component. Every step runs
+// whatever became of the one before: a dismissed assertion has said so already.
+template <typename Action>
+void WithNetworkComponent(const wchar_t* instanceId, Action action) noexcept {
+  ComPtr<INetCfg> netCfg;
+  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
+  QVRN_CHECK_HRESULT(hr, kSource);
+  if (netCfg == nullptr) return;
+
+  ComPtr<INetCfgLock> lock;
+  netCfg.As(&lock);
+  TaskText holder;
+  if (lock != nullptr) lock->AcquireWriteLock(kLockTimeoutMs, kLockClient, holder.Put());
+  hr = netCfg->Initialize(nullptr);
+  QVRN_CHECK_HRESULT(hr, kSource);
+  GUID guid = {};
+  ::CLSIDFromString(instanceId, &guid);
+  ComPtr<INetCfgComponent> component;
+  hr = HrFindInstance(netCfg.Get(), &guid, &component);
+  QVRN_CHECK_HRESULT(hr, kSource);
+  if (component != nullptr) action(component.Get());
+  component.Reset();
+
+  netCfg->Apply();
+  netCfg->Uninitialize();
+  if (lock != nullptr) lock->ReleaseWriteLock();
+}
+
+// The set holds one device; its enumeration result is of no interest, as a device that could not be opened fails below.
+bool RequestPropertyChange(HDEVINFO devices) noexcept {
+  SP_DEVINFO_DATA device = {};
+  device.cbSize = sizeof device;
+  ::SetupDiEnumDeviceInfo(devices, 0, &device);
+
+  SP_PROPCHANGE_PARAMS change = {};
+  change.ClassInstallHeader.cbSize = sizeof change.ClassInstallHeader;
+  change.ClassInstallHeader.InstallFunction = DIF_PROPERTYCHANGE;
+  change.StateChange = DICS_PROPCHANGE;
+  change.Scope = DICS_FLAG_CONFIGSPECIFIC;
+  const bool accepted = ::SetupDiSetClassInstallParamsW(devices, &device, &change.ClassInstallHeader, sizeof change) &&
+                        ::SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, devices, &device);
+  QVRN_CHECK(accepted, "0", kSource);
+  return accepted;
+}
+
 }  // namespace
 
 bool LoadResourceString(BSTR& out, HMODULE module, WORD id) noexcept {
@@ -149,60 +198,6 @@ LONG IntegerLog2(LONG value) noexcept {
 
 LONG PowerOfTwo(LONG exponent) noexcept { return exponent >= 0 && exponent < 31 ? 1L << exponent : 0; }
 
-namespace {
-
-constexpr DWORD kAllServers = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
-constexpr DWORD kLockTimeoutMs = 5;
-constexpr wchar_t kLockClient[] = L"MY CLIENT";
-constexpr std::size_t kDeviceNodeChars = 200;
-
-// One short session on the network configuration under the write lock, with `action` on the component. Every step runs
-// whatever became of the one before: a dismissed assertion has said so already.
-template <typename Action>
-void WithNetworkComponent(const wchar_t* instanceId, Action action) noexcept {
-  ComPtr<INetCfg> netCfg;
-  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAllServers, IID_PPV_ARGS(&netCfg));
-  QVRN_CHECK_HRESULT(hr, kSource);
-  if (netCfg == nullptr) return;
-
-  ComPtr<INetCfgLock> lock;
-  netCfg.As(&lock);
-  TaskText holder;
-  if (lock != nullptr) lock->AcquireWriteLock(kLockTimeoutMs, kLockClient, holder.Put());
-  hr = netCfg->Initialize(nullptr);
-  QVRN_CHECK_HRESULT(hr, kSource);
-  GUID guid = {};
-  ::CLSIDFromString(instanceId, &guid);
-  ComPtr<INetCfgComponent> component;
-  hr = HrFindInstance(netCfg.Get(), &guid, &component);
-  QVRN_CHECK_HRESULT(hr, kSource);
-  if (component != nullptr) action(component.Get());
-  component.Reset();
-
-  netCfg->Apply();
-  netCfg->Uninitialize();
-  if (lock != nullptr) lock->ReleaseWriteLock();
-}
-
-// The set holds one device; its enumeration result is of no interest, as a device that could not be opened fails below.
-bool RequestPropertyChange(HDEVINFO devices) noexcept {
-  SP_DEVINFO_DATA device = {};
-  device.cbSize = sizeof device;
-  ::SetupDiEnumDeviceInfo(devices, 0, &device);
-
-  SP_PROPCHANGE_PARAMS change = {};
-  change.ClassInstallHeader.cbSize = sizeof change.ClassInstallHeader;
-  change.ClassInstallHeader.InstallFunction = DIF_PROPERTYCHANGE;
-  change.StateChange = DICS_PROPCHANGE;
-  change.Scope = DICS_FLAG_CONFIGSPECIFIC;
-  const bool accepted = ::SetupDiSetClassInstallParamsW(devices, &device, &change.ClassInstallHeader, sizeof change) &&
-                        ::SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, devices, &device);
-  QVRN_CHECK(accepted, "0", kSource);
-  return accepted;
-}
-
-}  // namespace
-
 bool RenameVlanComponent(const wchar_t* instanceId, const wchar_t* displayName) noexcept {
   WithNetworkComponent(instanceId, [displayName](INetCfgComponent* component) {
     const HRESULT hr = component->SetDisplayName(displayName);
@@ -216,7 +211,9 @@ bool GetDeviceNodeId(const wchar_t* instanceId, wchar_t* buffer, std::size_t siz
   WithNetworkComponent(instanceId, [buffer, size](INetCfgComponent* component) {
     TaskText id;
     component->GetPnpDevNodeId(id.Put());
-    if (id.Get() != nullptr) ::StringCchCopyW(buffer, size, id.Get());
+    if (id.Get() == nullptr) return;
+    const HRESULT hr = ::StringCchCopyW(buffer, size, id.Get());
+    QVRN_CHECK_HRESULT(hr, kSource);
   });
   return true;
 }
@@ -231,6 +228,7 @@ bool RestartAdapter(const wchar_t* instanceId) noexcept {
 }
 
 bool RestartDevice(const wchar_t* deviceNodeId) noexcept {
+  // Kept: the result of opening is of no interest; a device that could not be opened fails below.
   const DeviceInfoList devices(::SetupDiCreateDeviceInfoListExW(nullptr, nullptr, nullptr, nullptr));
   ::SetupDiOpenDeviceInfoW(devices.Get(), deviceNodeId, nullptr, 0, nullptr);
   SP_DEVINFO_LIST_DETAIL_DATA_W detail = {};

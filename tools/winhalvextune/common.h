@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <objbase.h>
 #include <wtypes.h>
 
 #include <cstddef>
@@ -54,6 +55,9 @@ LONG IntegerLog2(LONG value) noexcept;
 
 /// 2 to the power `exponent` for 0..30, otherwise 0.
 LONG PowerOfTwo(LONG exponent) noexcept;
+
+/// Where the network configuration object may be created.
+inline constexpr DWORD kAnyServer = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
 
 // --- Adapters ------------------------------------------------------------------------------------------------------
 

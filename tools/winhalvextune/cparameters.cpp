@@ -45,7 +45,11 @@ LSTATUS CInstanceKey::Open(REGSAM access) noexcept {
   return m_key.Open(HKEY_LOCAL_MACHINE, m_path, access);
 }
 
-LSTATUS CInstanceKey::Close() noexcept { return m_key.Close(); }
+bool CInstanceKey::Close() noexcept {
+  const LSTATUS status = m_key.Close();
+  QVRN_CHECK(status == ERROR_SUCCESS, "false", kSource);
+  return status == ERROR_SUCCESS;
+}
 
 CEnumParameter::CEnumParameter(ParameterLabels labels, std::vector<Entry> entries, const wchar_t* value,
                                const wchar_t* defaultValue)

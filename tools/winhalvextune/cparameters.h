@@ -33,7 +33,8 @@ class CInstanceKey {
   LSTATUS Open(REGSAM access) noexcept;
   /// The key that Open opened.
   const RegistryKey& Get() const noexcept { return m_key; }
-  LSTATUS Close() noexcept;
+  /// Closes what was open. False after an assertion.
+  bool Close() noexcept;
 
  private:
   wchar_t m_path[kPathChars];

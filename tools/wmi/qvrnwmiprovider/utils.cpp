@@ -15,6 +15,7 @@
 #include "platform/assertion.h"
 #include "platform/comtext.h"
 #include "platform/registrykey.h"
+#include "tools/winhalvextune/common.h"
 #include "tools/winhalvextune/registrypaths.h"
 
 namespace qvrn {
@@ -25,7 +26,6 @@ using Microsoft::WRL::ComPtr;
 constexpr char kSource[] = "utils";
 constexpr wchar_t kServedComponentId[] = L"qvx4\\halvex_eth";
 constexpr DWORD kValueBytes = kPathChars * sizeof(wchar_t);
-constexpr DWORD kAllServers = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
 
 bool IsMissing(const wchar_t* text) noexcept { return text == nullptr || *text == L'\0'; }
 
@@ -40,8 +40,10 @@ LSTATUS OpenConstantPath(const wchar_t* constant, RegistryKey& key) noexcept {
 // The next component until one has the GUID. S_FALSE and null at the end.
 HRESULT FindByGuid(IEnumNetCfgComponent* components, const GUID& wanted, ComPtr<INetCfgComponent>& found) noexcept {
   for (;;) {
-    const HRESULT hr = components->Next(1, &found, nullptr);
+    ULONG fetched = 0;
+    const HRESULT hr = components->Next(1, &found, &fetched);
     if (hr != S_OK) return hr;
+    if (found == nullptr) return S_FALSE;
     GUID guid = {};
     found->GetInstanceGuid(&guid);
     if (std::memcmp(&guid, &wanted, sizeof guid) == 0) return S_OK;
@@ -52,19 +54,21 @@ HRESULT FindByGuid(IEnumNetCfgComponent* components, const GUID& wanted, ComPtr<
 HRESULT ReadDeviceNodeId(INetCfg* netCfg, const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   ComPtr<IEnumNetCfgComponent> components;
   HRESULT hr = netCfg->EnumComponents(&GUID_DEVCLASS_NET, &components);
-  if (FAILED(hr)) return hr;
+  if (components == nullptr) return hr;
   ComPtr<INetCfgComponent> component;
   hr = FindByGuid(components.Get(), instanceGuid, component);
   if (hr != S_OK) return hr;
   TaskText id;
   hr = component->GetPnpDevNodeId(id.Put());
   if (FAILED(hr)) return hr;
-  if (id.Get() != nullptr) ::StringCchCopyW(buffer, size, id.Get());
+  if (id.Get() == nullptr) return S_OK;
+  hr = ::StringCchCopyW(buffer, size, id.Get());
+  QVRN_CHECK_HRESULT(hr, kSource);
   return S_OK;
 }
 
 // Whether one of the strings holds the instance id, by a scan that steps one character beyond each terminator: from the
-// second string on, the first character goes unseen (kept: clients know which VLANs it does not find).
+// second string on, the first character goes unseen (kept: the device prefix of every stored entry takes the loss).
 bool HoldsInstanceId(const std::vector<wchar_t>& strings, std::size_t chars, const wchar_t* instanceId) noexcept {
   for (std::size_t position = 0; position < chars; position += std::wcslen(strings.data() + position) + 2) {
     if (std::wcsstr(strings.data() + position, instanceId) != nullptr) return true;
@@ -112,7 +116,7 @@ LONG CheckAdapterIndex(DWORD index, InstanceId* instanceId) noexcept {
 
 bool IsAdapterPresent(const wchar_t* instanceId) noexcept {
   ComPtr<INetCfg> netCfg;
-  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAllServers, IID_PPV_ARGS(&netCfg));
+  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
   QVRN_CHECK_HRESULT(hr, kSource);
   if (netCfg == nullptr) return false;
   hr = netCfg->Initialize(nullptr);
@@ -132,7 +136,7 @@ bool IsAdapterPresent(const wchar_t* instanceId) noexcept {
 HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   if (size != 0) buffer[0] = L'\0';
   ComPtr<INetCfg> netCfg;
-  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAllServers, IID_PPV_ARGS(&netCfg));
+  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
   if (netCfg == nullptr) return hr;
   netCfg->Initialize(nullptr);
   hr = ReadDeviceNodeId(netCfg.Get(), instanceGuid, buffer, size);

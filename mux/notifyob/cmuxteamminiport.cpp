@@ -1,0 +1,158 @@
+#include "mux/notifyob/cmuxteamminiport.h"
+
+#include <devguid.h>
+
+#include <cwchar>
+
+#include "mux/notifyob/notifysupport.h"
+#include "mux/notifyob/notifytrace.h"
+#include "platform/hresult.h"
+
+namespace qvrn {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+bool ReadTeamType(const RegistryKey& key, DWORD& type) noexcept {
+  DWORD bytes = sizeof type;
+  return ::RegQueryValueExW(key.Get(), kTeamType, nullptr, nullptr, reinterpret_cast<BYTE*>(&type), &bytes) ==
+         ERROR_SUCCESS;
+}
+
+void WriteTeamValues(const RegistryKey& key, const wchar_t* name, DWORD type) noexcept {
+  key.WriteText(kTeamName, name);
+  key.WriteBytes(kTeamType, REG_DWORD, &type, sizeof type);
+}
+
+}  // namespace
+
+CMuxTeamMiniport::CMuxTeamMiniport(INetCfg* netCfg, const GUID* miniportGuid, const wchar_t* teamName,
+                                   DWORD teamType) noexcept
+    : CMuxVirtualMiniport(netCfg, miniportGuid), m_teamType(teamType) {
+  if (teamName != nullptr) CopyText(m_teamName, teamName);
+}
+
+HRESULT CMuxTeamMiniport::LoadConfiguration() noexcept {
+  if (m_miniportGuid == GUID{}) {
+    const HRESULT hr = FindInstalledTeam();
+    if (FAILED(hr)) return hr;
+  }
+  wchar_t path[kPathChars];
+  CopyText(path, kAdaptersKey);
+  RegistryKey adapters;
+  if (adapters.Open(HKEY_LOCAL_MACHINE, path, KEY_READ) != ERROR_SUCCESS) return HrFromWin32(ERROR_FILE_NOT_FOUND);
+  bool found = false;
+  wchar_t name[kPathChars] = {};
+  for (DWORD index = 0; adapters.SubkeyName(index, name) == ERROR_SUCCESS; ++index) {
+    if (LoadMember(adapters, name)) found = true;
+  }
+  return found ? S_OK : E_FAIL;
+}
+
+// Takes the instance GUID of the virtual miniport that carries this team's name.
+HRESULT CMuxTeamMiniport::FindInstalledTeam() noexcept {
+  ComPtr<IEnumNetCfgComponent> components;
+  HRESULT hr = NetCfg()->EnumComponents(&GUID_DEVCLASS_NET, &components);
+  ComPtr<INetCfgComponent> component;
+  while (SUCCEEDED(hr) && components->Next(1, component.ReleaseAndGetAddressOf(), nullptr) == S_OK) {
+    RegistryKey key;
+    wchar_t name[kTextChars];
+    if (FAILED(component->OpenParamKey(key.Put())) || key.ReadText(kTeamName, name) != ERROR_SUCCESS) continue;
+    if (std::wcscmp(name, m_teamName) == 0) return FAILED(component->GetInstanceGuid(&m_miniportGuid)) ? E_FAIL : S_OK;
+  }
+  return HrFromWin32(ERROR_DUP_NAME);
+}
+
+bool CMuxTeamMiniport::LoadMember(const RegistryKey& adapters, const wchar_t* adapterGuid) noexcept {
+  RegistryKey adapter;
+  wchar_t deviceName[kPathChars];
+  if (adapter.Open(adapters.Get(), adapterGuid, KEY_READ) != ERROR_SUCCESS) return false;
+  if (adapter.ReadText(kTeamDeviceName, deviceName) != ERROR_SUCCESS) return false;
+  const std::unique_ptr<wchar_t[]> team = GuidFromDeviceName(deviceName);
+  GUID teamGuid = {};
+  if (team == nullptr || FAILED(::CLSIDFromString(team.get(), &teamGuid)) || teamGuid != m_miniportGuid) return false;
+
+  GUID member = {};
+  ::CLSIDFromString(adapterGuid, &member);
+  m_members.ListInsert(member, member);
+  adapter.ReadText(kTeamName, m_teamName);
+  ReadTeamType(adapter, m_teamType);
+  wchar_t primary[kGuidChars];
+  if (adapter.ReadText(kPrimaryAdapterGuid, primary) == ERROR_SUCCESS) {
+    m_hasPrimaryAdapter = SUCCEEDED(::CLSIDFromString(primary, &m_primaryAdapter));
+  }
+  return true;
+}
+
+HRESULT CMuxTeamMiniport::InsertRegistryParams(INetCfgComponent* component) noexcept {
+  RegistryKey key;
+  const HRESULT hr = NameAndOpen(component, L"Quorvane Virtual Miniport Driver - Team ", m_teamName, key.Put());
+  if (FAILED(hr)) return hr;
+  WriteTeamValues(key, m_teamName, m_teamType);
+
+  wchar_t path[kMuxPathChars];
+  const GuidText guid(m_miniportGuid);
+  FormatText(path, L"%s\\%s", kAdaptersKey, guid.text);
+  DWORD disposition = 0;
+  const LSTATUS status = key.Create(HKEY_LOCAL_MACHINE, path, KEY_ALL_ACCESS, &disposition);
+  if (status == ERROR_SUCCESS && disposition == REG_CREATED_NEW_KEY) {
+    WriteTeamValues(key, m_teamName, m_teamType);
+    key.WriteText(kTeamGuid, guid.text);
+  }
+  return HrFromWin32(status);
+}
+
+HRESULT CMuxTeamMiniport::DeInstall() noexcept {
+  const HRESULT hr = CMuxVirtualMiniport::DeInstall();
+  RegistryKey adapters;
+  if (hr != S_OK || adapters.Create(HKEY_LOCAL_MACHINE, kAdaptersKey, KEY_ALL_ACCESS) != ERROR_SUCCESS) return hr;
+  const GuidText guid(m_miniportGuid);
+  NotifyTrace(kTraceProgress, L"   Deleting the registry key: %s.\n", guid.text);
+  ::RegDeleteKeyW(adapters.Get(), guid.text);
+  return hr;
+}
+
+HRESULT CMuxTeamMiniport::ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept {
+  NotifyTrace(kTraceFunction, L"-->CMuxVirtualMiniport::ApplyRegistryChanges.\n");
+  const bool changes = action == ActionAdd || action == ActionRemove;
+  const HRESULT hr = changes ? HrFromWin32(ChangeMember(action, *adapterGuid)) : S_OK;
+  NotifyTrace(kTraceFunction, L"<--CMuxVirtualMiniport::ApplyRegistryChanges(HRESULT = %x).\n", hr);
+  return hr;
+}
+
+LONG CMuxTeamMiniport::ChangeMember(RegistryAction action, const GUID& adapterGuid) noexcept {
+  wchar_t path[kMuxPathChars];
+  FormatText(path, L"%s\\%s", kAdaptersKey, GuidText(adapterGuid).text);
+  RegistryKey key;
+  LONG status = key.Create(HKEY_LOCAL_MACHINE, path, KEY_ALL_ACCESS);
+  if (status != ERROR_SUCCESS) {
+    NotifyTrace(kTraceError, L"   Failed to open the registry key: %s.\n", path);
+    return status;
+  }
+  const std::unique_ptr<wchar_t[]> entry = MakeDeviceName(GuidText(m_miniportGuid).text);
+  if (action == ActionAdd) {
+    if (entry == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    status = key.WriteText(kTeamDeviceName, entry.get());
+    if (status == ERROR_SUCCESS && m_hasPrimaryAdapter) {
+      status = key.WriteText(kPrimaryAdapterGuid, GuidText(m_primaryAdapter).text);
+    }
+    if (status != ERROR_SUCCESS) {
+      NotifyTrace(kTraceError, L"   Failed to save %s at %s\\%s.\n", entry.get(), path, kTeamDeviceName);
+    }
+    return status;
+  }
+  if (entry == nullptr) return status;
+  NotifyTrace(kTraceProgress, L"   Deleting %s at %s.\n", entry.get(), path);
+  status = key.DeleteValue(kTeamDeviceName);
+  if (status != ERROR_SUCCESS) {
+    NotifyTrace(kTraceError, L"   Failed to delete %s at %s\\%s.\n", entry.get(), path, kTeamDeviceName);
+  }
+  key.DeleteValue(kPrimaryAdapterGuid);
+  return status;
+}
+
+bool CMuxTeamMiniport::IsPrimaryAdapter(const GUID& adapterGuid) const noexcept {
+  return m_hasPrimaryAdapter && m_primaryAdapter == adapterGuid;
+}
+
+}  // namespace qvrn

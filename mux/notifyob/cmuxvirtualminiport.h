@@ -1,0 +1,61 @@
+#pragma once
+
+#include <windows.h>
+
+#include <netcfgx.h>
+
+#include <wrl/client.h>
+
+#include "mux/notifyob/muxregistry.h"
+
+namespace qvrn {
+
+/// One instance of the intermediate driver's virtual adapter on top of a physical one. All operations need an INetCfg
+/// that holds the write lock, and trace.
+class CMuxVirtualMiniport {
+ public:
+  /// Holds a reference on `netCfg`. Without a GUID it is a new miniport, whose GUID Install finds out.
+  CMuxVirtualMiniport(INetCfg* netCfg, const GUID* miniportGuid) noexcept;
+  virtual ~CMuxVirtualMiniport();
+  CMuxVirtualMiniport(const CMuxVirtualMiniport&) = delete;
+  CMuxVirtualMiniport& operator=(const CMuxVirtualMiniport&) = delete;
+
+  /// Reads what the registry holds of this miniport.
+  virtual HRESULT LoadConfiguration() noexcept;
+
+  /// Installs a new instance, applies, learns its GUID and writes its parameters. A failure after the installation takes
+  /// the instance away again; the result is the first failure.
+  virtual HRESULT Install() noexcept;
+
+  /// Writes the parameters of a new instance.
+  virtual HRESULT InsertRegistryParams(INetCfgComponent* component) noexcept;
+
+  /// Removes the instance. S_FALSE when there is none.
+  virtual HRESULT DeInstall() noexcept;
+
+  /// Adds the miniport's device name to the adapter's UpperBindings, or removes it from there.
+  virtual HRESULT ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept;
+
+  void GetMiniportGUID(GUID* miniportGuid) const noexcept;
+
+ protected:
+  INetCfg* NetCfg() const noexcept { return m_netCfg.Get(); }
+
+  GUID m_miniportGuid = {};
+
+ private:
+  HRESULT InstallInstance(INetCfgClassSetup* setup) noexcept;
+  HRESULT CompleteInstance(INetCfgComponent* component) noexcept;
+  LONG ChangeUpperBindings(RegistryAction action, const GUID& adapterGuid) noexcept;
+
+  Microsoft::WRL::ComPtr<INetCfg> m_netCfg;
+};
+
+/// Gives the component of a virtual miniport its display name, a prefix and a name cut to 99 characters together, and
+/// opens its parameter key.
+HRESULT NameAndOpen(INetCfgComponent* component, const wchar_t* prefix, const wchar_t* name, HKEY* key) noexcept;
+
+/// Traced when a parameter key cannot be opened; kept: by readers and writers alike.
+inline constexpr wchar_t kParamKeyFailure[] = L"   Failed to Open Param Key, InsertRegistryParams\n";
+
+}  // namespace qvrn
