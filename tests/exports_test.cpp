@@ -92,6 +92,14 @@ TEST(SelfRegistration, WritesTheClassAndTakesItAway) {
   EXPECT_HRESULT(S_OK, ::DllUnregisterServer()) << "where nothing is registered";
 }
 
+TEST(SelfRegistration, FailsWithEveryWriteThatFails) {
+  tests::Machine machine;
+  for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"ThreadingModel"}) {
+    const tests::FailingRegistryWrite failing(name);
+    EXPECT_HRESULT(E_FAIL, ::DllRegisterServer());
+  }
+}
+
 TEST(SelfRegistration, FailsWhereTheKeyCannotBeWritten) {
   qvrn::RegistryKey deleted;
   ASSERT_EQ(deleted.Create(HKEY_CURRENT_USER, L"Software\\QvrnDeleted", KEY_ALL_ACCESS), ERROR_SUCCESS);

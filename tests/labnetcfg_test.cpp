@@ -18,15 +18,17 @@
 #include "platform/handle.h"
 #include "platform/registrykey.h"
 #include "tests/support/machine.h"
+#include "tests/support/netcfgclient.h"
 
 namespace {
 
 using Microsoft::WRL::ComPtr;
 using qvrn::RegistryKey;
+using tests::Session;
 using Texts = std::vector<std::wstring>;
 
-constexpr GUID kNet = {0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-constexpr GUID kTrans = {0x4D36E975, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
+constexpr const GUID& kNet = tests::kNetClass;
+constexpr const GUID& kTrans = tests::kTransportClass;
 constexpr GUID kNoClass = {0x4D36E97D, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 constexpr wchar_t kGuidA[] = L"{00000007-0000-0000-0000-000000000000}";
 constexpr wchar_t kGuidB[] = L"{0000000C-0000-0000-0000-000000000000}";
@@ -64,28 +66,6 @@ class LabNetCfg : public ::testing::Test {
   void SetFailure(const wchar_t* method, const wchar_t* failure) { m_machine.WriteText(kFailuresKey, method, failure); }
 
   tests::Machine m_machine;
-};
-
-/// A client's session.
-struct Session {
-  ComPtr<INetCfg> netCfg;
-  ComPtr<INetCfgLock> lock;
-
-  Session() {
-    EXPECT_EQ(lab::NetCfgClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&netCfg)), S_OK);
-    EXPECT_EQ(netCfg.As(&lock), S_OK);
-  }
-  HRESULT Acquire(DWORD timeout, const wchar_t* client, std::wstring* holder = nullptr) const {
-    qvrn::TaskText name;
-    const HRESULT hr = lock->AcquireWriteLock(timeout, client, name.Put());
-    if (holder != nullptr) *holder = name.Get() == nullptr ? L"(null)" : name.Get();
-    return hr;
-  }
-  ComPtr<INetCfgComponent> Find(const wchar_t* id) const {
-    ComPtr<INetCfgComponent> component;
-    netCfg->FindComponent(id, &component);
-    return component;
-  }
 };
 
 Texts InstanceGuids(IEnumNetCfgComponent* enumerator) {
@@ -239,6 +219,98 @@ TEST_F(LabNetCfg, FailuresReachEveryObjectOfTheSession) {
   EXPECT_EQ(guid, GUID{});
 }
 
+/// Makes nine calls, if none fails that others need.
+void ReadOneName() {
+  ComPtr<INetCfg> netCfg;
+  lab::NetCfgClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&netCfg));
+  netCfg->Initialize(nullptr);
+  ComPtr<INetCfgClass> net;
+  ComPtr<INetCfgClassSetup> setup;
+  ComPtr<IEnumNetCfgComponent> components;
+  ComPtr<INetCfgComponent> component;
+  ComPtr<INetCfgComponentBindings> bindings;
+  qvrn::TaskText name;
+  netCfg->QueryNetCfgClass(&kNet, IID_PPV_ARGS(&net));
+  if (net) net.As(&setup);
+  if (net) net->EnumComponents(&components);
+  if (components) components->Next(1, &component, nullptr);
+  if (component) component->GetDisplayName(name.Put());
+  if (component) component.As(&bindings);
+  netCfg->Apply();
+  netCfg->Uninitialize();
+}
+
+TEST_F(LabNetCfg, SweepFailsEachCallInTurn) {
+  ReadOneName();
+  const std::size_t calls = m_machine.TakeNetworkCalls().size();
+  ASSERT_EQ(calls, 9u);
+  for (std::size_t due = 0; due <= calls; ++due) {
+    SCOPED_TRACE(due);
+    SetFailure(L"*", (L"0x8000FFFF 1 " + std::to_wstring(due)).c_str());
+    ReadOneName();
+    std::vector<std::size_t> failed;
+    const Texts made = m_machine.TakeNetworkCalls();
+    for (std::size_t i = 0; i < made.size(); ++i) {
+      if (made[i].ends_with(L" = 0x8000FFFF")) failed.push_back(i);
+    }
+    EXPECT_EQ(failed, due < calls ? std::vector{due} : std::vector<std::size_t>{});
+    EXPECT_EQ(GetText(kFailuresKey, L"*"), due < calls ? L"0x8000FFFF 0 0" : L"0x8000FFFF 1 0");
+  }
+}
+
+TEST_F(LabNetCfg, QueriesForSecondInterfacesAreCalls) {
+  using Query = std::function<HRESULT(const Session&, IUnknown**)>;
+  const struct {
+    const wchar_t* name;
+    Query query;
+  } rows[] = {
+      {L"INetCfg::QueryInterface(INetCfgLock)",
+       [](const Session& s, IUnknown** object) {
+         return s.netCfg->QueryInterface(IID_INetCfgLock, reinterpret_cast<void**>(object));
+       }},
+      {L"INetCfgClass::QueryInterface(INetCfgClassSetup)",
+       [](const Session& s, IUnknown** object) {
+         return s.Setup(kNet)->QueryInterface(IID_INetCfgClassSetup, reinterpret_cast<void**>(object));
+       }},
+      {L"INetCfgComponent::QueryInterface(INetCfgComponentBindings)",
+       [](const Session& s, IUnknown** object) {
+         return s.Find(tests::Machine::kServed)
+             ->QueryInterface(IID_INetCfgComponentBindings, reinterpret_cast<void**>(object));
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    SetFailure(row.name, L"0x80004005 1 1");
+    const Session session(false);
+    ComPtr<IUnknown> first;
+    ComPtr<IUnknown> second;
+    const bool isLock = row.query == nullptr || row.name == std::wstring_view(rows[0].name);
+    EXPECT_EQ(isLock ? S_OK : row.query(session, first.GetAddressOf()), S_OK) << "the session has one of its own";
+    m_machine.TakeNetworkCalls();
+    *second.GetAddressOf() = reinterpret_cast<IUnknown*>(0xDEAD);
+    EXPECT_EQ(row.query(session, second.GetAddressOf()), E_FAIL);
+    EXPECT_EQ(second.Get(), nullptr);
+    EXPECT_EQ(m_machine.TakeNetworkCalls().back(), row.name + std::wstring(L" = 0x80004005"));
+  }
+}
+
+TEST_F(LabNetCfg, CountsTheReferencesThatClientsKeep) {
+  INetCfg* kept = nullptr;
+  {
+    const Session session(true);
+    kept = session.netCfg.Get();
+    kept->AddRef();
+    const auto component = session.Find(tests::Machine::kServed);
+    EXPECT_EQ(lab::NetCfgReferences(), 3) << "other objects hold none";
+    EXPECT_EQ(kept->Uninitialize(), S_OK);
+    EXPECT_EQ(session.lock->ReleaseWriteLock(), S_OK);
+  }
+  EXPECT_EQ(lab::NetCfgReferences(), 1);
+  EXPECT_EQ(Session().Acquire(0, L"next"), S_OK);
+  EXPECT_EQ(kept->Release(), 0u);
+  EXPECT_EQ(lab::NetCfgReferences(), 0);
+}
+
 TEST_F(LabNetCfg, ListsWhatTheNetworkConfigurationKnows) {
   AddComponent(kNetKey + L"\\0012", L"other", kGuidB, L"PCI\\GONE\\0");
   AddComponent(kNetKey + L"\\0013", L"no device id", L"{0000000F-0000-0000-0000-000000000000}");
@@ -371,8 +443,9 @@ TEST_F(LabNetCfg, RecordsEveryCall) {
     lab::Record(lab::kRestart, L"two\r\nlines");
   }
   EXPECT_EQ(lab::Recorded(lab::kNetworkCall),
-            (Texts{L"INetCfgLock::AcquireWriteLock(5, MY CLIENT) = 0x0", L"INetCfg::Initialize() = 0x0",
-                   L"INetCfg::EnumComponents(Net) = 0x0", L"IEnumNetCfgComponent::Next(1) = 0x0",
+            (Texts{L"INetCfg::QueryInterface(INetCfgLock) = 0x0", L"INetCfgLock::AcquireWriteLock(5, MY CLIENT) = 0x0",
+                   L"INetCfg::Initialize() = 0x0", L"INetCfg::EnumComponents(Net) = 0x0",
+                   L"IEnumNetCfgComponent::Next(1) = 0x0",
                    L"INetCfgComponent::SetDisplayName({00000007-0000-0000-0000-000000000000}, a\\tb) = 0x0",
                    L"IEnumNetCfgComponent::Next(1) = 0x1", L"INetCfg::FindComponent(none) = 0x1",
                    L"INetCfg::Uninitialize() = 0x0", L"INetCfgLock::ReleaseWriteLock() = 0x0",

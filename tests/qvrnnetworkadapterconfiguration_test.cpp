@@ -4,6 +4,7 @@
 
 #include "lab/wbemhost.h"
 #include "platform/comtext.h"
+#include "tests/support/fakeinstance.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
 #include "tests/support/provider.h"
@@ -159,6 +160,96 @@ TEST_F(ConfigurationTest, ReportsWhatTheNamespaceSays) {
   EXPECT_EQ(m_provider.Enumerate(kClass).Text(), "0x80041002, sink 0x80041002 0x80041002");
 }
 
+TEST_F(ConfigurationTest, ReportsWhatTheClassObjectSays) {
+  m_machine.AddUsualAdapter(7);
+  const ComPtr<IWbemClassObject> target = Instance();
+  tests::ForwardingObject classObject(target.Get());
+  classObject.spawnResult = WBEM_E_ACCESS_DENIED;
+  tests::TestNamespace::Instance().classObject = &classObject;
+  EXPECT_EQ(m_provider.Get(PathOf(L"\"7\"").c_str()).Text(), "0x80041003, sink 0x80041003 0x80041003");
+}
+
+TEST_F(ConfigurationTest, PassesPathAndContextOn) {
+  m_machine.AddUsualAdapter(7);
+  tests::TestNamespace::Instance().Reset();
+  auto* const context = reinterpret_cast<IWbemContext*>(0x5A);  // only ever passed on
+  const qvrn::Bstr path((L"\\\\HOST\\root\\cimv2:" + PathOf(L"\"7\"")).c_str());
+  const Outcome outcome = m_provider.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
+    return services->GetObjectAsync(path.Get(), 0, context, sink);
+  });
+  EXPECT_THAT(tests::TestNamespace::Instance().calls,
+              ElementsAre(L"GetObject(\\\\HOST\\root\\cimv2:QvrnEN_NetworkAdapterConfiguration, 0, context)"));
+}
+
+TEST_F(ConfigurationTest, AnAdapterWithoutADeviceNodeHasNoModel) {
+  m_machine.AddUsualAdapter(7);
+  const ComPtr<IWbemClassObject> instance = Instance();
+  m_machine.FailCall(L"INetCfgComponent::GetPnpDevNodeId", E_FAIL, 2);
+  EXPECT_EQ(m_provider.Get(PathOf(L"\"7\"").c_str()).Text(), "0x80041001, sink 0x80041001 0x80041001");
+  EXPECT_EQ(m_provider.Put(instance.Get()).Text(), kApplied);
+}
+
+TEST_F(ConfigurationTest, SkipsAdaptersWithoutATextualDeviceId) {
+  m_machine.AddUsualAdapter(7);
+  auto numeric = std::make_shared<lab::ClassDefinition>(*lab::NamespaceSchema().Find(L"Win32_NetworkAdapter"));
+  for (lab::Property& property : numeric->properties) {
+    if (property.name == L"DeviceID") property.type = CIM_UINT32;
+  }
+  lab::OverrideClass(numeric);
+  EXPECT_EQ(m_provider.Enumerate(kClass).Text(), "0x80041002, sink 0x80041002 0x80041002");
+}
+
+// Free text takes a class that is not strict, and an assertion that was dismissed.
+TEST_F(ConfigurationTest, FreeTextTravelsAsText) {
+  LoosenSchema();
+  tests::AssertionRecorder assertions;
+  m_machine.AddUsualAdapter(7);
+  m_machine.AddDescriptor(7, L"UseDma", {{L"ParamDesc", L"x"}});
+  m_machine.Store(7, L"UseDma", L"stored");
+  EXPECT_EQ(PropertyText(Instance().Get(), L"BusMasterDmaOperations"), L"stored");
+  Variant text(L"new");
+  EXPECT_EQ(PutProperty(L"BusMasterDmaOperations", text).Text(), kApplied);
+  EXPECT_EQ(m_machine.Stored(7, L"UseDma"), L"new");
+  EXPECT_EQ(m_machine.Restarts().size(), 1u);
+  EXPECT_EQ(PutNumber(L"BusMasterDmaOperations", 1).Text(), kFailed);
+}
+
+TEST_F(ConfigurationTest, AFailedWriteFailsThePut) {
+  tests::AssertionRecorder assertions;
+  m_machine.AddUsualAdapter(7);
+  Instance();
+  const tests::FailingRegistryWrite failing(L"*FlowControl");
+  EXPECT_EQ(PutNumber(L"FlowControl", 0).Text(), kFailed);
+  EXPECT_THAT(assertions.Take(), ElementsAre("false, cparameters"));
+  EXPECT_THAT(m_machine.Restarts(), IsEmpty());
+}
+
+TEST_F(ConfigurationTest, AFailedWriteOfAnIntegerGoesUnnoticed) {
+  m_machine.AddUsualAdapter(7);
+  Instance();
+  const tests::FailingRegistryWrite failing(L"*JumboPacket");
+  EXPECT_EQ(PutNumber(L"MaxFrameSize", 9014).Text(), kApplied);
+  EXPECT_EQ(m_machine.Restarts().size(), 1u);
+}
+
+TEST_F(ConfigurationTest, TheHandlerRefusesMissingArgumentsItself) {
+  qvrn::QvrnNetworkAdapterConfiguration bare(nullptr);
+  qvrn::QvrnNetworkAdapterConfiguration handler(&tests::TestNamespace::Instance());
+  tests::RecordingSink sink;
+  const qvrn::Bstr text(PathOf(L"\"7\"").c_str());
+  const HRESULT results[] = {
+      handler.CreateInstanceEnumAsync(nullptr, 0, nullptr, &sink),
+      handler.CreateInstanceEnumAsync(text.Get(), 0, nullptr, nullptr),
+      bare.CreateInstanceEnumAsync(text.Get(), 0, nullptr, &sink),
+      handler.GetObjectAsync(nullptr, 0, nullptr, &sink),
+      handler.GetObjectAsync(text.Get(), 0, nullptr, nullptr),
+      bare.GetObjectAsync(text.Get(), 0, nullptr, &sink),
+      handler.PutInstanceAsync(nullptr, 0, nullptr, &sink),
+  };
+  for (const HRESULT hr : results) EXPECT_HRESULT(WBEM_E_INVALID_PARAMETER, hr);
+  EXPECT_TRUE(sink.calls.statuses.empty());
+}
+
 TEST_F(ConfigurationTest, ReportsShortMemory) {
   m_machine.AddUsualAdapter(7);
   const tests::FailingText failing(L"7");
@@ -230,8 +321,17 @@ TEST_F(ConfigurationTest, APutIgnoresValuesThatTheAdapterDoesNotAllow) {
   EXPECT_EQ(m_machine.Stored(7, L"*JumboPacket"), L"1514");
   EXPECT_EQ(m_machine.Stored(7, L"*FlowControl"), L"3");
   EXPECT_THAT(m_machine.Restarts(), IsEmpty());
+  const ComPtr<IWbemClassObject> instance = Instance();
+  Variant tooLarge(9015L);
+  Variant allowed(1L);
+  instance->Put(L"MaxFrameSize", 0, tooLarge.Get(), 0);
+  instance->Put(L"FlowControl", 0, allowed.Get(), 0);
+  EXPECT_EQ(m_provider.Put(instance.Get()).Text(), kApplied);
+  EXPECT_EQ(m_machine.Stored(7, L"*JumboPacket"), L"1514");
+  EXPECT_EQ(m_machine.Stored(7, L"*FlowControl"), L"1") << "the other properties are applied all the same";
+  EXPECT_EQ(m_machine.Restarts().size(), 1u);
   for (const LONG size : {9014L, 1514L}) EXPECT_EQ(PutNumber(L"MaxFrameSize", size).Text(), kApplied);
-  EXPECT_EQ(m_machine.Restarts().size(), 2u) << "both bounds are in range";
+  EXPECT_EQ(m_machine.Restarts().size(), 3u) << "both bounds are in range";
 }
 
 // An enumeration's value is text; a put selects the entry of the number's decimal text.
@@ -270,6 +370,7 @@ TEST_F(ConfigurationTest, APutToleratesNoOtherAdapter) {
   m_machine.AddUsualAdapter(7);
   m_machine.AddAdapter(8, L"oth3\\another_maker");
   m_machine.AddInteger(8, L"*JumboPacket", L"1514", L"9014", L"1514");
+  Instance();
   const tests::Snapshot before = m_machine.Registry();
   for (const wchar_t* key : {L"8", L"99", L""}) {
     Variant value(key);
@@ -277,7 +378,7 @@ TEST_F(ConfigurationTest, APutToleratesNoOtherAdapter) {
     instance->Put(L"SettingID", 0, value.Get(), 0);
     EXPECT_EQ(m_provider.Put(instance.Get()).Text(), kFailed) << key;
   }
-  EXPECT_EQ(m_machine.Stored(8, L"*JumboPacket"), std::nullopt);
+  EXPECT_THAT(Changes(before, m_machine.Registry()), IsEmpty());
 }
 
 TEST_F(ConfigurationTest, APutWithoutAModelLooksLikeAnAppliedOne) {

@@ -8,6 +8,7 @@
 #include "lab/wbemhost.h"
 #include "platform/comtext.h"
 #include "platform/handle.h"
+#include "tests/support/fakeinstance.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
 #include "tests/support/provider.h"
@@ -177,6 +178,86 @@ TEST_F(ProviderTest, GoesBackToTheProcessOnlyWhereAnEnumerationIsRefused) {
   EXPECT_TRUE(tokenLeft(3, enumerate));
   EXPECT_TRUE(tokenLeft(2, get));
   EXPECT_TRUE(tokenLeft(3, get));
+  EXPECT_TRUE(tokenLeft(2, [](IWbemServices* services, IWbemObjectSink* sink) {
+    return services->PutInstanceAsync(nullptr, 0, nullptr, sink);
+  }));
+  EXPECT_TRUE(tokenLeft(2, [&](IWbemServices* services, IWbemObjectSink* sink) {
+    return services->DeleteInstanceAsync(path.Get(), 0, nullptr, sink);
+  }));
+}
+
+// Enabled privileges of the calling thread's token.
+DWORD EnabledPrivileges() {
+  qvrn::KernelHandle token;
+  qvrn::SavedPrivileges privileges;
+  DWORD bytes = 0;
+  DWORD enabled = 0;
+  if (!::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) ||
+      !::GetTokenInformation(token.Get(), TokenPrivileges, &privileges, sizeof privileges, &bytes)) {
+    return 0;
+  }
+  for (DWORD index = 0; index < privileges.count; ++index) {
+    if ((privileges.entries[index].Attributes & SE_PRIVILEGE_ENABLED) != 0) ++enabled;
+  }
+  return enabled;
+}
+
+TEST_F(ProviderTest, RaisesPrivilegesAroundAChangeOnly) {
+  m_machine.AddUsualAdapter(7);
+  const ComPtr<IWbemClassObject> target = m_provider.Get(kPath7).sink.objects.at(0);
+  tests::ForwardingObject instance(target.Get());
+  DWORD routing = 0;
+  DWORD handling = 0;
+  DWORD afterwards = 0;
+  instance.onGet = [&](const std::wstring& name, VARIANT*) {
+    (name == L"__CLASS" ? routing : handling) = EnabledPrivileges();
+    return S_OK;
+  };
+  m_provider.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
+    const HRESULT hr = services->PutInstanceAsync(&instance, 0, nullptr, sink);
+    afterwards = EnabledPrivileges();
+    return hr;
+  });
+  EXPECT_GT(routing, 0u);
+  EXPECT_GT(handling, routing);
+  EXPECT_EQ(afterwards, routing);
+
+  DWORD reading = 0;
+  tests::TestNamespace::Instance().onCall = [&] { reading = EnabledPrivileges(); };
+  m_provider.Get(kPath7);
+  EXPECT_EQ(reading, routing);
+  m_provider.Enumerate(kConfiguration);
+  EXPECT_EQ(reading, routing);
+}
+
+TEST_F(ProviderTest, FindsNoHandlerForAnInstanceWithoutAReadableClass) {
+  m_machine.AddUsualAdapter(7);
+  const ComPtr<IWbemClassObject> target = m_provider.Get(kPath7).sink.objects.at(0);
+  tests::ForwardingObject instance(target.Get());
+  instance.onGet = [](const std::wstring&, VARIANT*) { return WBEM_E_FAILED; };
+  EXPECT_EQ(m_provider.Put(&instance).Text(), kNoHandler);
+  instance.onGet = [](const std::wstring&, VARIANT* value) {
+    value->vt = VT_I4;
+    value->lVal = 7;
+    return S_OK;
+  };
+  EXPECT_EQ(m_provider.Put(&instance).Text(), kNoHandler);
+  instance.onGet = [](const std::wstring&, VARIANT* value) {
+    value->vt = VT_BSTR;
+    value->bstrVal = nullptr;
+    return S_OK;
+  };
+  EXPECT_EQ(m_provider.Put(&instance).Text(), kNoHandler);
+}
+
+TEST_F(ProviderTest, ASecondInitializationKeepsTheFirstReference) {
+  const ULONG before = tests::TestNamespace::Instance().References();
+  {
+    const ComPtr<IWbemProviderInit> provider = tests::CreateProvider();
+    tests::InitializeProvider(provider.Get(), &tests::TestNamespace::Instance());
+    tests::InitializeProvider(provider.Get(), &tests::TestNamespace::Instance());
+  }
+  EXPECT_EQ(tests::TestNamespace::Instance().References(), before + 1);
 }
 
 TEST_F(ProviderTest, PassesOnAFailedImpersonation) {

@@ -19,6 +19,7 @@ std::vector<std::wstring> g_classInstallParams;
 std::atomic<bool> g_visible{false};
 std::atomic<std::size_t> g_failingBytes{0};
 std::wstring g_failingText;
+std::atomic<const wchar_t*> g_failingValue{nullptr};
 std::atomic<int> g_failingTextSkip{-1};
 
 template <typename Function>
@@ -66,6 +67,14 @@ BSTR WINAPI AllocateText(const wchar_t* text) {
   return real(text);
 }
 
+LSTATUS WINAPI SetRegistryValue(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* data,
+                                DWORD bytes) {
+  static const auto real = RealFunction<decltype(&::RegSetValueExW)>(L"advapi32.dll", "RegSetValueExW");
+  const wchar_t* failing = g_failingValue;
+  if (failing != nullptr && std::wcscmp(failing, name == nullptr ? L"" : name) == 0) return ERROR_ACCESS_DENIED;
+  return real(key, name, reserved, type, data, bytes);
+}
+
 }  // namespace
 
 extern "C" {
@@ -73,6 +82,7 @@ decltype(&::OutputDebugStringW) __imp_OutputDebugStringW = RecordDebugOutput;
 decltype(&::MessageBoxW) __imp_MessageBoxW = RecordMessageBox;
 decltype(&::GetUserObjectInformationW) __imp_GetUserObjectInformationW = AnswerUserObject;
 decltype(&::SetupDiSetClassInstallParamsW) __imp_SetupDiSetClassInstallParamsW = AcceptClassInstallParams;
+decltype(&::RegSetValueExW) __imp_RegSetValueExW = SetRegistryValue;
 decltype(&::SysAllocString) __imp_SysAllocString = AllocateText;
 }
 
@@ -99,5 +109,10 @@ FailingText::FailingText(const wchar_t* text, int skip) {
   g_failingTextSkip = skip;
 }
 FailingText::~FailingText() { g_failingTextSkip = -1; }
+
+FailingRegistryWrite::FailingRegistryWrite(const wchar_t* name) noexcept {
+  g_failingValue = name == nullptr ? L"" : name;
+}
+FailingRegistryWrite::~FailingRegistryWrite() { g_failingValue = nullptr; }
 
 }  // namespace tests

@@ -40,4 +40,13 @@ class FailingText {
   FailingText& operator=(const FailingText&) = delete;
 };
 
+/// While it lives, RegSetValueExW of a value with this name fails with ERROR_ACCESS_DENIED (null: the default value).
+class FailingRegistryWrite {
+ public:
+  explicit FailingRegistryWrite(const wchar_t* name) noexcept;
+  ~FailingRegistryWrite();
+  FailingRegistryWrite(const FailingRegistryWrite&) = delete;
+  FailingRegistryWrite& operator=(const FailingRegistryWrite&) = delete;
+};
+
 }  // namespace tests

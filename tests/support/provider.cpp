@@ -52,9 +52,12 @@ HRESULT TestNamespace::QueryInterface(REFIID riid, void** ppv) noexcept {
 
 HRESULT TestNamespace::GetObject(const BSTR path, LONG flags, IWbemContext* context, IWbemClassObject** object,
                                  IWbemCallResult** callResult) noexcept {
-  Note(L"GetObject(" + std::wstring(path) + L", " + std::to_wstring(flags) + L")");
+  Note(L"GetObject(" + std::wstring(path) + L", " + std::to_wstring(flags) + (context ? L", context)" : L")"));
   if (failGetObject != S_OK) return failGetObject;
-  return lab::Namespace()->GetObject(path, flags, context, object, callResult);
+  if (classObject == nullptr) return lab::Namespace()->GetObject(path, flags, nullptr, object, callResult);
+  classObject->AddRef();
+  *object = classObject;
+  return S_OK;
 }
 
 HRESULT TestNamespace::ExecQuery(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
@@ -68,12 +71,15 @@ HRESULT TestNamespace::ExecQuery(const BSTR language, const BSTR query, LONG fla
 }
 
 void TestNamespace::Note(std::wstring call) {
+  if (onCall) onCall();
   const std::lock_guard<std::mutex> guard(m_lock);
   calls.push_back(std::move(call));
 }
 
 void TestNamespace::Reset() {
   failQuery = failGetObject = S_OK;
+  classObject = nullptr;
+  onCall = nullptr;
   calls.clear();
 }
 

@@ -35,6 +35,8 @@ class TestNamespace final : public qvrn::UnsupportedServices {
 
   HRESULT failQuery = S_OK;
   HRESULT failGetObject = S_OK;
+  IWbemClassObject* classObject = nullptr;  ///< what GetObject gives, instead of the lab's
+  std::function<void()> onCall;             ///< before each call
   std::vector<std::wstring> calls;
 
   ULONG References() const { return m_references; }

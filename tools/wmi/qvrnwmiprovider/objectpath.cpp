@@ -32,7 +32,7 @@ HRESULT ClassNameOfInstance(IWbemClassObject* instance, wchar_t* buffer, std::si
   const Bstr property(L"__CLASS");
   Variant value;
   const HRESULT hr = instance->Get(property.Get(), 0, value.Put(), nullptr, nullptr);
-  if (hr == S_OK && value.IsText()) {
+  if (SUCCEEDED(hr) && value.IsText()) {
     const std::size_t needed = ::SysStringLen(value.Get()->bstrVal) + 1;
     if (buffer != nullptr && *size >= needed) ::StringCchCopyW(buffer, needed, value.Text());
     *size = needed;

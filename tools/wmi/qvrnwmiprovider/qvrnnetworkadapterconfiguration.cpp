@@ -1,16 +1,15 @@
 #include "tools/wmi/qvrnwmiprovider/qvrnnetworkadapterconfiguration.h"
 
 #include <cstdlib>
-#include <cwchar>
-#include <new>
+#include <memory>
 
 #include <wrl/client.h>
 
 #include "platform/comtext.h"
-#include "platform/hresult.h"
 #include "tools/winhalvextune/cadvanceddlg.h"
 #include "tools/winhalvextune/registrypaths.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
+#include "tools/wmi/qvrnwmiprovider/utils.h"
 
 namespace qvrn {
 namespace {
@@ -172,7 +171,7 @@ HRESULT QvrnNetworkAdapterConfiguration::SpawnInstance(const wchar_t* className,
   const Bstr name(className);
   ComPtr<IWbemClassObject> classObject;
   const HRESULT hr = m_namespace->GetObject(name.Get(), 0, context, &classObject, nullptr);
-  return hr == S_OK ? classObject->SpawnInstance(0, instance) : hr;
+  return hr == S_OK && classObject != nullptr ? classObject->SpawnInstance(0, instance) : hr;
 }
 
 HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_t* deviceId, const wchar_t* className,
@@ -186,7 +185,8 @@ HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_
 
   ComPtr<IWbemClassObject> built;
   HRESULT hr = SpawnInstance(className, context, &built);
-  if (built == nullptr) return FAILED(hr) ? hr : static_cast<HRESULT>(WBEM_E_FAILED);
+  if (FAILED(hr)) return hr;
+  if (built == nullptr) return WBEM_E_FAILED;
   Variant settingId(deviceId);
   hr = PutValue(built.Get(), kSettingId, settingId);
   if (FAILED(hr)) return hr;
@@ -205,9 +205,8 @@ HRESULT QvrnNetworkAdapterConfiguration::CreateInstanceEnumAsync(const BSTR clas
   const Bstr language(L"WQL");
   const Bstr query(L"SELECT * FROM Win32_NetworkAdapter");
   ComPtr<IEnumWbemClassObject> adapters;
-  if (FAILED(m_namespace->ExecQuery(language.Get(), query.Get(), kQueryFlags, nullptr, &adapters))) {
-    return WBEM_E_NOT_FOUND;
-  }
+  const HRESULT hr = m_namespace->ExecQuery(language.Get(), query.Get(), kQueryFlags, nullptr, &adapters);
+  if (FAILED(hr) || adapters == nullptr) return WBEM_E_NOT_FOUND;
   HRESULT status = WBEM_E_NOT_FOUND;
   for (;;) {
     ComPtr<IWbemClassObject> adapter;

@@ -1,13 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include "tools/wmi/qvrnwmiprovider/classhandler.h"
-#include "tools/wmi/qvrnwmiprovider/utils.h"
 
 namespace qvrn {
-
-class CAdvancedDlg;
 
 /// Handler of QvrnEN_NetworkAdapterConfiguration: one instance per served adapter, keyed by `SettingID`, with up to 18 of
 /// the adapter's advanced parameters as properties.

@@ -44,7 +44,7 @@ using NameBuffer = std::unique_ptr<wchar_t[]>;
 
 NameBuffer AllocateName(std::size_t size) noexcept { return NameBuffer(new (std::nothrow) wchar_t[size]()); }
 
-// Class names of requests. Null and an empty text find no handler.
+// Class names of requests. Null (also for short memory) and an empty text find no handler.
 
 NameBuffer NameFromPath(const wchar_t* path) noexcept {
   const std::size_t size = std::wcslen(path) + 1;
@@ -106,12 +106,13 @@ HRESULT QvrnWmiProvider::Initialize(LPWSTR, LONG, LPWSTR, LPWSTR, IWbemServices*
     initSink->SetStatus(WBEM_E_FAILED, 0);
     return S_OK;
   }
-  // Kept: a second initialisation replaces the namespace without releasing the first, which the handlers still use.
-  wmiNamespace->AddRef();
-  m_namespace = wmiNamespace;
   for (std::size_t index = 0; index < kClasses; ++index) {
     m_handlers[index] = kServedClasses[index].getOrCreate(wmiNamespace);
   }
+  // Kept: a second initialisation replaces the namespace without releasing the first, which the handlers still use. What
+  // is stored makes the object usable, so it comes last.
+  wmiNamespace->AddRef();
+  m_namespace = wmiNamespace;
   initSink->SetStatus(WBEM_S_INITIALIZED, 0);
   return S_OK;
 } catch (...) {
