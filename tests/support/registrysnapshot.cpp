@@ -69,11 +69,12 @@ std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after)
   return changes;
 }
 
-std::wstring TextValue(const wchar_t* text) {
-  const std::size_t bytes = (std::wcslen(text) + 1) * sizeof(wchar_t);
-  std::vector<BYTE> data(bytes);
-  std::memcpy(data.data(), text, bytes);
-  return Hex(REG_SZ, data, bytes);
+std::wstring RawValue(DWORD type, const std::wstring& characters) {
+  std::vector<BYTE> data(characters.size() * sizeof(wchar_t));
+  if (!data.empty()) std::memcpy(data.data(), characters.data(), data.size());
+  return Hex(type, data, data.size());
 }
+
+std::wstring TextValue(const wchar_t* text) { return RawValue(REG_SZ, std::wstring(text) + L'\0'); }
 
 }  // namespace tests

@@ -17,7 +17,10 @@ Snapshot TakeSnapshot(HKEY root, const std::vector<std::wstring>& skipped = {});
 /// What changed, one line each: "+KEY:NAME = ...", "-KEY:NAME", "KEY:NAME = old -> new".
 std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after);
 
-/// Type and bytes of a REG_SZ value as a snapshot shows them.
+/// Type and bytes of a value as a snapshot shows them; `characters` are all that is stored.
+std::wstring RawValue(DWORD type, const std::wstring& characters);
+
+/// The same of a REG_SZ value with its terminator.
 std::wstring TextValue(const wchar_t* text);
 
 }  // namespace tests

@@ -58,4 +58,20 @@ QuotedKeyPath::QuotedKeyPath(const wchar_t* path) noexcept {
   }
 }
 
+ReferenceDigits::ReferenceDigits(const wchar_t* path) noexcept {
+  int equalSigns = 0;
+  int quotes = 0;
+  auto end = m_text.begin();
+  const wchar_t* const limit = path + ::wcsnlen(path, m_text.size() - 1);
+  for (const wchar_t* character = path; character < limit; ++character) {
+    if (*character == L'=') {
+      ++equalSigns;
+    } else if (equalSigns == 2 && *character == L'"') {
+      ++quotes;
+    } else if (equalSigns == 2 && quotes == 1 && *character >= L'0' && *character <= L'9') {
+      *end++ = *character;
+    }
+  }
+}
+
 }  // namespace qvrn

@@ -35,4 +35,16 @@ class QuotedKeyPath {
   const wchar_t* m_key = nullptr;
 };
 
+/// The decimal digits of an association path's first reference: those between the first two double quotes behind the second
+/// '='. A longer path is cut after 260 characters. Empty when there are none.
+class ReferenceDigits {
+ public:
+  explicit ReferenceDigits(const wchar_t* path) noexcept;
+
+  const wchar_t* Text() const noexcept { return m_text.data(); }
+
+ private:
+  std::array<wchar_t, 261> m_text = {};
+};
+
 }  // namespace qvrn

@@ -9,6 +9,7 @@
 #include "tools/wmi/qvrnwmiprovider/clientsecurity.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
 #include "tools/wmi/qvrnwmiprovider/qvrnnetworkadapterconfiguration.h"
+#include "tools/wmi/qvrnwmiprovider/qvrnnetworkadaptersetting.h"
 
 namespace qvrn {
 
@@ -38,6 +39,7 @@ struct ServedClass {
 
 constexpr ServedClass kServedClasses[] = {
     {QvrnNetworkAdapterConfiguration::kClassName, &HandlerSingleton<QvrnNetworkAdapterConfiguration>::GetOrCreate},
+    {QvrnNetworkAdapterSetting::kClassName, &HandlerSingleton<QvrnNetworkAdapterSetting>::GetOrCreate},
 };
 
 using NameBuffer = std::unique_ptr<wchar_t[]>;

@@ -1,0 +1,103 @@
+#include "tools/wmi/qvrnwmiprovider/qvrnnetworkadaptersetting.h"
+
+#include <wrl/client.h>
+
+#include <cstdlib>
+
+#include "platform/assertion.h"
+#include "platform/comtext.h"
+#include "tools/wmi/qvrnwmiprovider/objectpath.h"
+#include "tools/wmi/qvrnwmiprovider/utils.h"
+
+namespace qvrn {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+constexpr char kSource[] = "qvrnnetworkadaptersetting";
+
+DWORD ToIndex(const wchar_t* decimal) noexcept { return static_cast<DWORD>(::_wtoi(decimal)); }
+
+}  // namespace
+
+QvrnNetworkAdapterSetting::~QvrnNetworkAdapterSetting() { HandlerSingleton<QvrnNetworkAdapterSetting>::Forget(this); }
+
+HRESULT QvrnNetworkAdapterSetting::BuildSettingInstance(const wchar_t* elementPath, const wchar_t* settingPath,
+                                                        const wchar_t* className, IWbemContext* context,
+                                                        IWbemClassObject** instance) const noexcept try {
+  const Bstr name(className);
+  ComPtr<IWbemClassObject> classObject;
+  if (m_namespace->GetObject(name.Get(), 0, context, &classObject, nullptr) != S_OK || classObject == nullptr) {
+    return WBEM_E_FAILED;
+  }
+  ComPtr<IWbemClassObject> built;
+  const HRESULT hr = classObject->SpawnInstance(0, &built);
+  classObject.Reset();
+  if (FAILED(hr)) return hr;
+  if (built == nullptr) return WBEM_E_FAILED;
+  // The results of both puts are of no interest (kept).
+  Variant element(elementPath);
+  built->Put(L"Element", 0, element.Get(), 0);
+  Variant setting(settingPath);
+  built->Put(L"Setting", 0, setting.Get(), 0);
+  *instance = built.Detach();
+  return S_OK;
+} catch (...) {
+  return WbemResultFromCurrentException();
+}
+
+HRESULT QvrnNetworkAdapterSetting::BuildForAdapter(const wchar_t* index, const wchar_t* className,
+                                                   IWbemContext* context, IWbemClassObject** instance) const noexcept {
+  wchar_t element[kPathChars];
+  wchar_t setting[kPathChars];
+  FormatObjectPath(element, kPathChars, L"Win32_NetworkAdapter", L"DeviceID", index);
+  FormatObjectPath(setting, kPathChars, L"QvrnEN_NetworkAdapterConfiguration", L"SettingID", index);
+  return BuildSettingInstance(element, setting, className, context, instance);
+}
+
+HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className, LONG, IWbemContext* context,
+                                                           IWbemObjectSink* sink) noexcept try {
+  if (sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const Bstr language(L"WQL");
+  const Bstr query(L"SELECT * FROM QvrnEN_NetworkAdapterConfiguration");
+  ComPtr<IEnumWbemClassObject> configurations;
+  HRESULT hr = m_namespace->ExecQuery(language.Get(), query.Get(), kQueryFlags, nullptr, &configurations);
+  if (FAILED(hr) || configurations == nullptr) return WBEM_E_INVALID_PARAMETER;
+  HRESULT status = WBEM_E_NOT_FOUND;
+  for (;;) {
+    ComPtr<IWbemClassObject> configuration;
+    ULONG returned = 0;
+    configurations->Next(static_cast<LONG>(WBEM_INFINITE), 1, &configuration, &returned);
+    if (returned == 0 || configuration == nullptr) break;
+    Variant settingId;
+    hr = configuration->Get(L"SettingID", 0, settingId.Put(), nullptr, nullptr);
+    QVRN_CHECK_HRESULT(hr, kSource);
+    if (!settingId.IsText() || CheckAdapterIndex(ToIndex(settingId.Text())) != ERROR_SUCCESS) continue;
+    ComPtr<IWbemClassObject> instance;
+    hr = BuildForAdapter(settingId.Text(), className, context, &instance);
+    if (hr != S_OK) continue;
+    status = S_OK;
+    sink->Indicate(1, instance.GetAddressOf());
+  }
+  configurations.Reset();
+  return FinishRequest(sink, status);
+} catch (...) {
+  return FinishRequest(sink, WbemResultFromCurrentException());
+}
+
+HRESULT QvrnNetworkAdapterSetting::GetObjectAsync(const BSTR path, LONG, IWbemContext*,
+                                                  IWbemObjectSink* sink) noexcept {
+  if (path == nullptr || sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ReferenceDigits digits(path);
+  HRESULT hr = CheckAdapterIndex(ToIndex(digits.Text()));
+  ComPtr<IWbemClassObject> instance;
+  if (hr == ERROR_SUCCESS) hr = BuildForAdapter(digits.Text(), kClassName, nullptr, &instance);
+  if (hr == S_OK) sink->Indicate(1, instance.GetAddressOf());
+  return FinishRequest(sink, hr);
+}
+
+HRESULT QvrnNetworkAdapterSetting::PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) noexcept {
+  return WBEM_E_NOT_AVAILABLE;
+}
+
+}  // namespace qvrn
