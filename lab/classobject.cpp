@@ -23,7 +23,7 @@ constexpr IID kOwnObject = {0xb2b6c6e0, 0x5c1b, 0x4c0b, {0x9e, 0x55, 0x3a, 0x1f,
 
 using Definition = std::shared_ptr<const ClassDefinition>;
 
-class ClassObject final : public WbemObject<IWbemClassObject> {
+class ClassObject final : public Unknown<IWbemClassObject>, private CountedObject {
  public:
   explicit ClassObject(ObjectState state) : m_state(std::move(state)) {}
 
@@ -74,14 +74,12 @@ class ClassObject final : public WbemObject<IWbemClassObject> {
   NameCursor m_methods;
 };
 
-ComPtr<IWbemClassObject> Wrap(ObjectState state) {
-  return TakeOver<IWbemClassObject>(new ClassObject(std::move(state)));
-}
+ComPtr<IWbemClassObject> Wrap(ObjectState state) { return Make<ClassObject>(std::move(state)); }
 
 ComPtr<ClassObject> Own(IWbemClassObject* object) {
-  void* own = nullptr;
-  if (object != nullptr) object->QueryInterface(kOwnObject, &own);
-  return TakeOver(static_cast<ClassObject*>(own));
+  ComPtr<ClassObject> own;
+  if (object != nullptr) object->QueryInterface(kOwnObject, reinterpret_cast<void**>(own.GetAddressOf()));
+  return own;
 }
 
 // A signature that a method lacks is null; a null target is not filled.
@@ -100,7 +98,7 @@ std::wstring CimTypeText(const Property& property) {
 }
 
 HRESULT ClassObject::QueryInterface(REFIID id, void** object) noexcept {
-  if (object == nullptr || !::IsEqualIID(id, kOwnObject)) return WbemObject::QueryInterface(id, object);
+  if (object == nullptr || !::IsEqualIID(id, kOwnObject)) return Unknown::QueryInterface(id, object);
   *object = this;
   AddRef();
   return S_OK;
@@ -357,6 +355,6 @@ std::shared_ptr<const ClassDefinition> DefinitionOf(IWbemClassObject* object) {
   return own == nullptr ? nullptr : own->State().Definition();
 }
 
-long LiveClassObjects() { return g_liveWbemObjects; }
+long LiveClassObjects() { return CountedObject::Live(); }
 
 }  // namespace lab

@@ -7,7 +7,9 @@
 //   LockWait            REG_DWORD  cap in milliseconds on waits for a held write lock; absent: the caller's own timeout
 //   ForeignLock         REG_SZ     name of a client outside this machine's programs that holds the write lock
 //   Failures\           one REG_SZ per call, e.g. "INetCfg::Apply" = "0x80004005 1": the HRESULT and how many of the next
-//                       calls fail with it; optionally a third number: how many calls succeed first
+//                       calls fail with it; optionally a third number: how many calls succeed first. The name "*" counts
+//                       every call that the journal shows, so "0x80004005 1 N" fails the one after the next N. A
+//                       session looks at the names once, when its INetCfg is made.
 //   Restarts\           one REG_SZ per device restart, "0001" and so on: "TIME DEVICE-ID"
 #pragma once
 

@@ -2,17 +2,30 @@
 
 #include <netcfgx.h>
 
+#include <atomic>
+#include <memory>
+
 #include "lab/netcfgclass.h"
-#include "lab/netcfgcomponent.h"
-#include "lab/netcfgenumerator.h"
 #include "lab/netcfgobject.h"
-#include "lab/netcfgsession.h"
 
 namespace lab {
 namespace {
 
+std::atomic<long> g_references{0};
+
 class NetCfg final : public NetCfgObject<INetCfg, INetCfgLock> {
  public:
+  NetCfg() : NetCfgObject(std::make_shared<NetCfgSession>()) { ++g_references; }
+
+  ULONG STDMETHODCALLTYPE AddRef() noexcept override {
+    ++g_references;
+    return NetCfgObject::AddRef();
+  }
+  ULONG STDMETHODCALLTYPE Release() noexcept override {
+    --g_references;
+    return NetCfgObject::Release();
+  }
+
   HRESULT STDMETHODCALLTYPE Initialize(PVOID) noexcept override {
     return m_session->Call(L"INetCfg::Initialize", Needs::kNothing, [&] {
       if (m_session->IsInitialized()) return NETCFG_E_ALREADY_INITIALIZED;
@@ -60,7 +73,7 @@ class NetCfg final : public NetCfgObject<INetCfg, INetCfgLock> {
         L"INetCfg::QueryNetCfgClass", Needs::kInitialized,
         [&]() -> HRESULT {
           if (FindNetworkClass(*classGuid) == nullptr) return E_INVALIDARG;
-          return MakeNetCfgObject<NetCfgClass>(m_session, *classGuid)->QueryInterface(iid, object);
+          return Make<NetCfgClass>(m_session, *classGuid)->Hand(iid, object);
         },
         *classGuid, iid);
   }
@@ -98,28 +111,15 @@ class NetCfg final : public NetCfgObject<INetCfg, INetCfgLock> {
       return hr;
     });
   }
-
- private:
-  const SessionPointer m_session = std::make_shared<NetCfgSession>();
 };
 
-/// One for the process, so that its references are not counted.
-class NetCfgFactory final : public IClassFactory {
+class NetCfgFactory final : public Unknown<IClassFactory> {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override {
-    if (object == nullptr) return E_POINTER;
-    const bool known = ::IsEqualIID(iid, __uuidof(IUnknown)) || ::IsEqualIID(iid, __uuidof(IClassFactory));
-    *object = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() noexcept override { return 1; }
-
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept override try {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    return MakeNetCfgObject<NetCfg>()->QueryInterface(iid, object);
+    return Make<NetCfg>()->Hand(iid, object);
   } catch (...) {
     return qvrn::HresultFromCurrentException();
   }
@@ -129,10 +129,12 @@ class NetCfgFactory final : public IClassFactory {
 }  // namespace
 
 IClassFactory* NetCfgClassFactory() {
-  static NetCfgFactory factory;
+  static NetCfgFactory& factory = *new NetCfgFactory;
   return &factory;
 }
 
-long LiveNetCfgObjects() { return g_liveNetCfgObjects; }
+long LiveNetCfgObjects() { return CountedNetCfg::Live(); }
+
+long NetCfgReferences() { return g_references; }
 
 }  // namespace lab

@@ -1,5 +1,6 @@
 #include "lab/netcfgcomponent.h"
 
+#include "lab/netcfgbindings.h"
 #include "platform/registrykey.h"
 
 namespace lab {
@@ -130,8 +131,48 @@ HRESULT NetCfgComponent::OpenParamKey(HKEY* key) noexcept {
 }
 
 HRESULT NetCfgComponent::RaisePropertyUi(HWND, DWORD, IUnknown*) noexcept {
+  return NotImplemented(L"INetCfgComponent::RaisePropertyUi");
+}
+
+HRESULT NetCfgComponent::EnumBindingPaths(DWORD flags, IEnumNetCfgBindingPath** paths) noexcept {
+  if (paths == nullptr) return E_POINTER;
+  *paths = nullptr;
   return m_session->Call(
-      L"INetCfgComponent::RaisePropertyUi", Needs::kNothing, [] { return E_NOTIMPL; }, m_record->instance);
+      L"INetCfgComponentBindings::EnumBindingPaths", Needs::kInitialized,
+      [&] { return EnumerateBindingPaths(m_session, m_record, flags, paths); }, m_record->instance, flags);
+}
+
+HRESULT NetCfgComponent::BindTo(INetCfgComponent*) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::BindTo");
+}
+
+HRESULT NetCfgComponent::UnbindFrom(INetCfgComponent*) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::UnbindFrom");
+}
+
+HRESULT NetCfgComponent::SupportsBindingInterface(DWORD, LPCWSTR) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::SupportsBindingInterface");
+}
+
+HRESULT NetCfgComponent::IsBoundTo(INetCfgComponent*) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::IsBoundTo");
+}
+
+HRESULT NetCfgComponent::IsBindableTo(INetCfgComponent*) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::IsBindableTo");
+}
+
+HRESULT NetCfgComponent::MoveBefore(INetCfgBindingPath*, INetCfgBindingPath*) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::MoveBefore");
+}
+
+HRESULT NetCfgComponent::MoveAfter(INetCfgBindingPath*, INetCfgBindingPath*) noexcept {
+  return NotImplemented(L"INetCfgComponentBindings::MoveAfter");
+}
+
+HRESULT NetCfgComponent::NotImplemented(const wchar_t* method) noexcept {
+  return m_session->Call(
+      method, Needs::kNothing, [] { return E_NOTIMPL; }, m_record->instance);
 }
 
 std::wstring NetCfgComponent::DisplayName() const {

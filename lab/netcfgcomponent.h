@@ -1,26 +1,23 @@
-// INetCfgComponent and its enumerator.
+// INetCfgComponent with INetCfgComponentBindings.
 #pragma once
 
 #include <windows.h>
 
 #include <netcfgx.h>
 
-#include <memory>
-
 #include "lab/netcfgobject.h"
 #include "lab/netcfgrecords.h"
-#include "lab/netcfgsession.h"
 
 namespace lab {
 
-using SessionPointer = std::shared_ptr<NetCfgSession>;
-
 /// A component in a client's hands. It outlives its INetCfg; its calls are recorded with its instance GUID as first
 /// argument.
-class NetCfgComponent final : public NetCfgObject<INetCfgComponent> {
+class NetCfgComponent final : public NetCfgObject<INetCfgComponent, INetCfgComponentBindings> {
  public:
-  NetCfgComponent(SessionPointer session, std::shared_ptr<const ComponentRecord> record)
-      : m_session(std::move(session)), m_record(std::move(record)) {}
+  NetCfgComponent(SessionPointer session, ComponentPointer record)
+      : NetCfgObject(std::move(session)), m_record(std::move(record)) {}
+
+  const ComponentRecord& Record() const noexcept { return *m_record; }
 
   HRESULT STDMETHODCALLTYPE GetDisplayName(LPWSTR* name) noexcept override;
   HRESULT STDMETHODCALLTYPE SetDisplayName(LPCWSTR name) noexcept override;
@@ -35,17 +32,27 @@ class NetCfgComponent final : public NetCfgObject<INetCfgComponent> {
   HRESULT STDMETHODCALLTYPE OpenParamKey(HKEY* key) noexcept override;
   HRESULT STDMETHODCALLTYPE RaisePropertyUi(HWND parent, DWORD flags, IUnknown* context) noexcept override;
 
+  HRESULT STDMETHODCALLTYPE EnumBindingPaths(DWORD flags, IEnumNetCfgBindingPath** paths) noexcept override;
+  // Nobody needs the others: they are E_NOTIMPL.
+  HRESULT STDMETHODCALLTYPE BindTo(INetCfgComponent*) noexcept override;
+  HRESULT STDMETHODCALLTYPE UnbindFrom(INetCfgComponent*) noexcept override;
+  HRESULT STDMETHODCALLTYPE SupportsBindingInterface(DWORD, LPCWSTR) noexcept override;
+  HRESULT STDMETHODCALLTYPE IsBoundTo(INetCfgComponent*) noexcept override;
+  HRESULT STDMETHODCALLTYPE IsBindableTo(INetCfgComponent*) noexcept override;
+  HRESULT STDMETHODCALLTYPE MoveBefore(INetCfgBindingPath*, INetCfgBindingPath*) noexcept override;
+  HRESULT STDMETHODCALLTYPE MoveAfter(INetCfgBindingPath*, INetCfgBindingPath*) noexcept override;
+
  private:
   /// A getter of a text for the caller to free. `read` gives the text; an empty one is E_FAIL unless `mayBeEmpty`.
   template <typename Read>
   HRESULT GiveText(const wchar_t* method, LPWSTR* text, bool mayBeEmpty, Read read) noexcept;
   template <typename Type>
   HRESULT Give(const wchar_t* method, Type* out, const Type& value) noexcept;
+  HRESULT NotImplemented(const wchar_t* method) noexcept;
   std::wstring DisplayName() const;
   bool HasDeviceKey() const;
 
-  const SessionPointer m_session;
-  const std::shared_ptr<const ComponentRecord> m_record;
+  const ComponentPointer m_record;
 };
 
 }  // namespace lab

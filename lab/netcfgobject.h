@@ -1,59 +1,73 @@
-// Reference counting for the COM objects of the lab's network configuration.
+// What the COM objects of a client's session with the network configuration have in common.
 #pragma once
 
 #include <windows.h>
 
-#include <wrl/client.h>
+#include <netcfgx.h>
 
-#include <atomic>
+#include <memory>
 #include <utility>
+
+#include "lab/netcfgsession.h"
+#include "lab/unknown.h"
 
 namespace lab {
 
-/// Objects of all kinds that are alive in the process.
-inline std::atomic<long> g_liveNetCfgObjects{0};
+using SessionPointer = std::shared_ptr<NetCfgSession>;
 
-/// Gives a class the interfaces `First` and `Rest`; IUnknown is First's. Starts with no reference: see
-/// MakeNetCfgObject.
+/// The kind that LiveNetCfgObjects counts.
+using CountedNetCfg = Counted<struct NetCfgObjects>;
+
+/// Under which name a client's query for a second interface of an object is recorded.
+template <typename Interface>
+inline constexpr const wchar_t* kQueryName = nullptr;
+template <>
+inline constexpr const wchar_t* kQueryName<INetCfgLock> = L"INetCfg::QueryInterface(INetCfgLock)";
+template <>
+inline constexpr const wchar_t* kQueryName<INetCfgClassSetup> = L"INetCfgClass::QueryInterface(INetCfgClassSetup)";
+template <>
+inline constexpr const wchar_t* kQueryName<INetCfgComponentBindings> =
+    L"INetCfgComponent::QueryInterface(INetCfgComponentBindings)";
+
+// Only the session's objects know it, so an answer tells that an object is one of them.
+// {6C0E1D53-97B2-4F3A-8A14-D5E02B7C4F68}
+inline constexpr IID kOwnNetCfgObject = {0x6c0e1d53, 0x97b2, 0x4f3a, {0x8a, 0x14, 0xd5, 0xe0, 0x2b, 0x7c, 0x4f, 0x68}};
+
+/// An object of the session. Queries for the interfaces `Rest` are calls that are recorded and can be made to fail; the
+/// others are not.
 template <typename First, typename... Rest>
-class NetCfgObject : public First, public Rest... {
+class NetCfgObject : public Unknown<First, Rest...>, private CountedNetCfg {
  public:
-  NetCfgObject() noexcept { ++g_liveNetCfgObjects; }
-  NetCfgObject(const NetCfgObject&) = delete;
-  NetCfgObject& operator=(const NetCfgObject&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override {
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
     if (object == nullptr) return E_POINTER;
-    *object = ::IsEqualIID(iid, __uuidof(IUnknown)) ? static_cast<First*>(this) : nullptr;
-    if (*object == nullptr) *object = Find<First, Rest...>(iid);
-    if (*object == nullptr) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
+    const wchar_t* name = nullptr;
+    ((id == __uuidof(Rest) ? void(name = kQueryName<Rest>) : void()), ...);
+    if (name == nullptr) return Hand(id, object);
+    *object = nullptr;
+    return m_session->Call(name, Needs::kNothing, [&] { return Hand(id, object); });
   }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
-  ULONG STDMETHODCALLTYPE Release() noexcept override {
-    const ULONG left = --m_references;
-    if (left == 0) delete this;
-    return left;
+
+  /// QueryInterface as a part of another call.
+  HRESULT Hand(REFIID id, void** object) noexcept {
+    return Unknown<First, Rest...>::QueryInterface(id == kOwnNetCfgObject ? __uuidof(First) : id, object);
   }
 
  protected:
-  virtual ~NetCfgObject() { --g_liveNetCfgObjects; }
+  explicit NetCfgObject(SessionPointer session) noexcept : m_session(std::move(session)) {}
 
- private:
-  template <typename Interface, typename... Others>
-  void* Find(REFIID iid) noexcept {
-    if (::IsEqualIID(iid, __uuidof(Interface))) return static_cast<Interface*>(this);
-    if constexpr (sizeof...(Others) != 0) return Find<Others...>(iid);
-    return nullptr;
-  }
-
-  std::atomic<ULONG> m_references{0};
+  const SessionPointer m_session;
 };
 
-template <typename Object, typename... Arguments>
-Microsoft::WRL::ComPtr<Object> MakeNetCfgObject(Arguments&&... arguments) {
-  return Microsoft::WRL::ComPtr<Object>(new Object(std::forward<Arguments>(arguments)...));
+/// The object of the class `Object`, the only one here whose first interface is `First`, behind an interface that a
+/// client handed in; null for one that is not the lab's.
+template <typename Object, typename First>
+Microsoft::WRL::ComPtr<Object> Own(First* object) noexcept {
+  Microsoft::WRL::ComPtr<Object> owner;
+  void* own = nullptr;
+  if (object != nullptr && SUCCEEDED(object->QueryInterface(kOwnNetCfgObject, &own))) {
+    *owner.GetAddressOf() = static_cast<Object*>(static_cast<First*>(own));
+  }
+  return owner;
 }
 
 }  // namespace lab

@@ -13,7 +13,6 @@ namespace {
 using qvrn::RegistryKey;
 
 constexpr wchar_t kClassKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
-constexpr wchar_t kEnumKey[] = L"SYSTEM\\CurrentControlSet\\Enum\\";
 
 constexpr GUID ClassGuid(unsigned long first) {
   return {first, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
@@ -24,8 +23,7 @@ bool IsInstanceName(std::wstring_view name) {
   return name.size() == 4 && std::all_of(name.begin(), name.end(), iswdigit);
 }
 
-std::shared_ptr<const ComponentRecord> LoadComponent(const NetworkClass& networkClass, HKEY classKey,
-                                                     const wchar_t* name) {
+ComponentPointer LoadComponent(const NetworkClass& networkClass, HKEY classKey, const wchar_t* name) {
   RegistryKey key;
   wchar_t instance[qvrn::kPathChars];
   wchar_t id[qvrn::kPathChars];
@@ -39,7 +37,7 @@ std::shared_ptr<const ComponentRecord> LoadComponent(const NetworkClass& network
   const bool hasDevice = key.ReadText(L"DeviceInstanceID", deviceId) == ERROR_SUCCESS && deviceId[0] != L'\0';
   if (networkClass.needsDevice && !hasDevice) return nullptr;
   record->networkClass = &networkClass;
-  record->keyPath = std::wstring(kClassKey) + networkClass.text + L'\\' + name;
+  record->keyPath = ClassKeyPath(networkClass) + L'\\' + name;
   record->id = id;
   record->deviceId = deviceId;
   return record;
@@ -47,7 +45,7 @@ std::shared_ptr<const ComponentRecord> LoadComponent(const NetworkClass& network
 
 void LoadClass(const NetworkClass& networkClass, ComponentRecords& records) {
   RegistryKey classKey;
-  const std::wstring path = std::wstring(kClassKey) + networkClass.text;
+  const std::wstring path = ClassKeyPath(networkClass);
   if (classKey.Open(HKEY_LOCAL_MACHINE, path.c_str(), KEY_READ) != ERROR_SUCCESS) return;
   wchar_t name[qvrn::kPathChars];
   for (DWORD index = 0; classKey.SubkeyName(index, name) == ERROR_SUCCESS; ++index) {
@@ -75,7 +73,7 @@ const NetworkClass* FindNetworkClass(const GUID& guid) {
   return found == classes.end() ? nullptr : &*found;
 }
 
-std::wstring ComponentRecord::DeviceKeyPath() const { return kEnumKey + deviceId; }
+std::wstring ClassKeyPath(const NetworkClass& networkClass) { return std::wstring(kClassKey) + networkClass.text; }
 
 ComponentRecords LoadComponents() {
   ComponentRecords records;

@@ -3,11 +3,19 @@
 
 #include <windows.h>
 
+#include <cwchar>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace lab {
+
+/// Component ids of the VLAN driver.
+inline constexpr wchar_t kVlanProtocol[] = L"qvrn_muxp";
+inline constexpr wchar_t kVlanMiniport[] = L"qvrn_muxmp";
+
+/// Where devices are described, below HKEY_LOCAL_MACHINE.
+inline constexpr wchar_t kEnumKey[] = L"SYSTEM\\CurrentControlSet\\Enum\\";
 
 /// A class of network components.
 struct NetworkClass {
@@ -31,12 +39,18 @@ struct ComponentRecord {
   std::wstring deviceId;  ///< DeviceInstanceID; empty for none
 
   /// The device's key, below HKEY_LOCAL_MACHINE.
-  std::wstring DeviceKeyPath() const;
+  std::wstring DeviceKeyPath() const { return kEnumKey + deviceId; }
+  /// Ids are compared without regard to case.
+  bool HasId(const wchar_t* other) const { return ::_wcsicmp(id.c_str(), other) == 0; }
 };
 
-using ComponentRecords = std::vector<std::shared_ptr<const ComponentRecord>>;
+using ComponentPointer = std::shared_ptr<const ComponentRecord>;
+using ComponentRecords = std::vector<ComponentPointer>;
 
-/// All components of the machine, by class and instance key.
+/// The class key, below HKEY_LOCAL_MACHINE.
+std::wstring ClassKeyPath(const NetworkClass& networkClass);
+
+/// All components of the machine, in the order of their keys' paths.
 ComponentRecords LoadComponents();
 
 /// Braced upper-case text.

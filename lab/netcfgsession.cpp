@@ -3,6 +3,7 @@
 #include <netcfgx.h>
 #include <objbase.h>
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <mutex>
@@ -18,6 +19,7 @@ namespace {
 using qvrn::RegistryKey;
 
 constexpr wchar_t kFailuresKey[] = L"SOFTWARE\\QvrnLab\\Failures";
+constexpr wchar_t kEveryCall[] = L"*";
 
 /// "HRESULT COUNT SKIP"; the HRESULT in hexadecimal with 0x, a missing COUNT is 1, a missing SKIP 0.
 struct Failure {
@@ -54,19 +56,25 @@ FailurePlan::FailurePlan() {
 }
 
 std::optional<HRESULT> FailurePlan::Next(const wchar_t* method) const {
-  if (!m_methods.contains(std::wstring_view(method))) return std::nullopt;
+  const std::optional<HRESULT> ofAll = Count(kEveryCall);
+  const std::optional<HRESULT> ofMethod = Count(method);
+  return ofMethod ? ofMethod : ofAll;
+}
+
+std::optional<HRESULT> FailurePlan::Count(const wchar_t* name) const {
+  if (!m_methods.contains(std::wstring_view(name))) return std::nullopt;
   const std::lock_guard guard(g_failureMutex);
   RegistryKey key;
   wchar_t text[qvrn::kTextChars];
   if (key.Open(HKEY_LOCAL_MACHINE, kFailuresKey, KEY_QUERY_VALUE | KEY_SET_VALUE) != ERROR_SUCCESS ||
-      key.ReadText(method, text) != ERROR_SUCCESS) {
+      key.ReadText(name, text) != ERROR_SUCCESS) {
     return std::nullopt;
   }
   Failure failure(text);
   if (failure.count == 0) return std::nullopt;
   const bool due = failure.skip == 0;
   --(due ? failure.count : failure.skip);
-  key.WriteText(method, failure.Text().c_str());
+  key.WriteText(name, failure.Text().c_str());
   return due ? std::optional(static_cast<HRESULT>(failure.hresult)) : std::nullopt;
 }
 
@@ -78,8 +86,25 @@ void NetCfgSession::Initialize() {
 }
 
 void NetCfgSession::Uninitialize() noexcept {
-  m_components.clear();
+  m_components = {};
   m_initialized = false;
+}
+
+ComponentPointer NetCfgSession::Find(const GUID& instance) const {
+  for (const ComponentPointer& component : m_components) {
+    if (component->instance == instance) return component;
+  }
+  return nullptr;
+}
+
+void NetCfgSession::Insert(ComponentPointer component) {
+  const auto place = std::find_if(m_components.begin(), m_components.end(),
+                                  [&](const auto& other) { return other->keyPath > component->keyPath; });
+  m_components.insert(place, std::move(component));
+}
+
+void NetCfgSession::Erase(const ComponentRecord& component) noexcept {
+  std::erase_if(m_components, [&](const auto& other) { return other->instance == component.instance; });
 }
 
 std::optional<HRESULT> NetCfgSession::Refuse(const wchar_t* method, Needs needs) const {
@@ -90,16 +115,12 @@ std::optional<HRESULT> NetCfgSession::Refuse(const wchar_t* method, Needs needs)
 }
 
 void NetCfgSession::Note(const wchar_t* method, std::initializer_list<std::wstring> arguments, HRESULT hr) const {
-  std::wstring text = method;
-  const wchar_t* separator = L"(";
-  for (const std::wstring& argument : arguments) {
-    text.append(separator).append(argument);
-    separator = L", ";
-  }
+  std::wstring text;
+  for (const std::wstring& argument : arguments) text.append(text.empty() ? L"" : L", ").append(argument);
   wchar_t result[qvrn::kTextChars];
-  qvrn::FormatText(result, L") = 0x%lX", static_cast<unsigned long>(hr));
-  text.append(arguments.size() == 0 ? L"(" : L"").append(result);
-  RecordIn(m_journal, kNetworkCall, text);
+  qvrn::FormatText(result, L" = 0x%lX", static_cast<unsigned long>(hr));
+  const bool hasArguments = std::wstring_view(method).ends_with(L')');
+  RecordIn(m_journal, kNetworkCall, (hasArguments ? method : method + (L"(" + text + L")")) + result);
 }
 
 std::wstring NetCfgSession::Text(const GUID& guid) {

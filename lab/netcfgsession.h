@@ -21,8 +21,8 @@ enum class Needs {
   kWriteLock,    ///< and the object holds the write lock, else NETCFG_E_NO_WRITE_LOCK
 };
 
-/// Calls that the machine's settings want to fail: see labkey.h. The names are read once; counts live in the registry,
-/// so that they are the same for all processes.
+/// Calls that the machine's settings want to fail: see labkey.h. Which names there are is read once; counts live in the
+/// registry, so that they are the same for all processes.
 class FailurePlan {
  public:
   FailurePlan();
@@ -30,6 +30,8 @@ class FailurePlan {
   std::optional<HRESULT> Next(const wchar_t* method) const;
 
  private:
+  std::optional<HRESULT> Count(const wchar_t* name) const;
+
   std::set<std::wstring, std::less<>> m_methods;
 };
 
@@ -38,7 +40,7 @@ class NetCfgSession {
   NetCfgSession();
 
   /// Serves `body` unless a failure is due or `needs` is not met, and records "METHOD(ARGUMENTS) = 0xRESULT".
-  /// Arguments are numbers, texts and GUIDs. Out-parameters must be cleared before: nothing else sets them on failure.
+  /// Arguments are numbers, texts and GUIDs; a name that ends in a parenthesis brings its own. Out-parameters must be cleared before: nothing else sets them on failure.
   template <typename Body, typename... Arguments>
   HRESULT Call(const wchar_t* method, Needs needs, Body&& body, const Arguments&... arguments) noexcept try {
     HRESULT hr = S_OK;
@@ -58,6 +60,11 @@ class NetCfgSession {
   bool IsInitialized() const noexcept { return m_initialized; }
   void Initialize();
   void Uninitialize() noexcept;
+  /// The component of this session with this instance GUID; null for none.
+  ComponentPointer Find(const GUID& instance) const;
+  /// Takes a component that was just installed into the session, at its place.
+  void Insert(ComponentPointer component);
+  void Erase(const ComponentRecord& component) noexcept;
 
  private:
   template <typename Body>

@@ -15,7 +15,7 @@ namespace {
 // What the service reports for a qualifier that instances and derived classes inherit.
 constexpr LONG kFlavor = WBEM_FLAVOR_FLAG_PROPAGATE_TO_INSTANCE | WBEM_FLAVOR_FLAG_PROPAGATE_TO_DERIVED_CLASS;
 
-class QualifierSet final : public WbemObject<IWbemQualifierSet> {
+class QualifierSet final : public Unknown<IWbemQualifierSet>, private CountedObject {
  public:
   explicit QualifierSet(std::vector<Qualifier> qualifiers) : m_qualifiers(std::move(qualifiers)) {}
 
@@ -91,7 +91,7 @@ HRESULT QualifierSet::EndEnumeration() noexcept {
 }  // namespace
 
 ComPtr<IWbemQualifierSet> MakeQualifierSet(std::vector<Qualifier> qualifiers) {
-  return TakeOver<IWbemQualifierSet>(new QualifierSet(std::move(qualifiers)));
+  return Make<QualifierSet>(std::move(qualifiers));
 }
 
 }  // namespace lab

@@ -1,4 +1,4 @@
-// IUnknown for objects that have one interface besides it.
+// What the lab's COM objects have in common: reference counting, interfaces, and how many of a kind are alive.
 #pragma once
 
 #include <windows.h>
@@ -11,9 +11,10 @@
 
 namespace lab {
 
-/// Lives on the heap, is born with one reference and deletes itself with the last; Make gives the first to its owner.
-template <typename Interface>
-class Unknown : public Interface {
+/// An object with the interfaces `First` and `Rest`; IUnknown is First's. Lives on the heap, is born with one reference
+/// and deletes itself with the last; Make gives the first to its owner.
+template <typename First, typename... Rest>
+class Unknown : public First, public Rest... {
  public:
   Unknown() noexcept = default;
   Unknown(const Unknown&) = delete;
@@ -21,10 +22,11 @@ class Unknown : public Interface {
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
     if (object == nullptr) return E_POINTER;
-    const bool known = id == __uuidof(IUnknown) || id == __uuidof(Interface);
-    *object = known ? static_cast<Interface*>(this) : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
+    *object = nullptr;
+    const IID& wanted = id == __uuidof(IUnknown) ? __uuidof(First) : id;
+    if (!(Offer<First>(wanted, object) || ... || Offer<Rest>(wanted, object))) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
   }
   ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
   ULONG STDMETHODCALLTYPE Release() noexcept override {
@@ -37,6 +39,13 @@ class Unknown : public Interface {
   virtual ~Unknown() = default;
 
  private:
+  template <typename Interface>
+  bool Offer(REFIID id, void** object) noexcept {
+    if (id != __uuidof(Interface)) return false;
+    *object = static_cast<Interface*>(this);
+    return true;
+  }
+
   std::atomic<ULONG> m_references{1};
 };
 
@@ -47,5 +56,22 @@ Microsoft::WRL::ComPtr<Object> Make(Arguments&&... arguments) {
   *owner.GetAddressOf() = new Object(std::forward<Arguments>(arguments)...);
   return owner;
 }
+
+/// A base, besides Unknown, of the classes whose objects count as one kind; `Kind` need not be defined.
+template <typename Kind>
+class Counted {
+ public:
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
+  /// Objects that are alive in the process.
+  static long Live() noexcept { return s_live; }
+
+ protected:
+  Counted() noexcept { ++s_live; }
+  ~Counted() { --s_live; }
+
+ private:
+  static inline std::atomic<long> s_live{0};
+};
 
 }  // namespace lab

@@ -1,9 +1,6 @@
 // What the lab's class objects and qualifier sets have in common.
 #pragma once
 
-#include <wrl/client.h>
-
-#include <atomic>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -15,26 +12,8 @@
 
 namespace lab {
 
-inline std::atomic<long> g_liveWbemObjects{0};
-
-/// A COM object that counts while it lives.
-template <typename Interface>
-class WbemObject : public Unknown<Interface> {
- public:
-  WbemObject() noexcept { ++g_liveWbemObjects; }
-
- protected:
-  ~WbemObject() override { --g_liveWbemObjects; }
-};
-
-/// The owner of a new object's first reference. ComPtr::Attach cannot make one: with this compiler's headers it adds a
-/// reference of its own.
-template <typename Object>
-Microsoft::WRL::ComPtr<Object> TakeOver(Object* object) noexcept {
-  Microsoft::WRL::ComPtr<Object> owner;
-  *owner.GetAddressOf() = object;
-  return owner;
-}
+/// The kind that LiveClassObjects counts.
+using CountedObject = Counted<struct WbemObjects>;
 
 /// The state of a Begin...Next...End enumeration by name.
 class NameCursor {

@@ -126,12 +126,13 @@ TEST_F(CommonTest, RenamesUnderTheWriteLock) {
       calls.push_back(call.substr(0, call.find(L" =")));
     }
   }
-  EXPECT_THAT(calls,
-              ElementsAre(L"INetCfgLock::AcquireWriteLock(5, MY CLIENT)", ::testing::StartsWith(L"INetCfg::Initialize"),
-                          ::testing::StartsWith(L"INetCfg::EnumComponents"),
-                          L"INetCfgComponent::SetDisplayName({00000007-0000-0000-0000-000000000000}, New name)",
-                          ::testing::StartsWith(L"INetCfg::Apply"), ::testing::StartsWith(L"INetCfg::Uninitialize"),
-                          ::testing::StartsWith(L"INetCfgLock::ReleaseWriteLock")));
+  EXPECT_THAT(
+      calls,
+      ElementsAre(L"INetCfg::QueryInterface(INetCfgLock)", L"INetCfgLock::AcquireWriteLock(5, MY CLIENT)",
+                  ::testing::StartsWith(L"INetCfg::Initialize"), ::testing::StartsWith(L"INetCfg::EnumComponents"),
+                  L"INetCfgComponent::SetDisplayName({00000007-0000-0000-0000-000000000000}, New name)",
+                  ::testing::StartsWith(L"INetCfg::Apply"), ::testing::StartsWith(L"INetCfg::Uninitialize"),
+                  ::testing::StartsWith(L"INetCfgLock::ReleaseWriteLock")));
   EXPECT_THAT(m_assertions.Take(), IsEmpty());
 }
 

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cwchar>
 #include <fstream>
 #include <iterator>
@@ -15,6 +14,8 @@
 
 #include "platform/handle.h"
 #include "platform/registrykey.h"
+#include "tests/support/netcfgclient.h"
+#include "tests/support/registrysnapshot.h"
 
 #ifndef LAB_MACHINES
 #define LAB_MACHINES "lab/machines"
@@ -33,7 +34,7 @@ std::wstring Below(std::wstring path, std::wstring_view name) {
   return path.append(name);
 }
 
-/// A key's subkeys and the texts of its values, below HKEY_LOCAL_MACHINE.
+/// A key's subkeys and the texts of its values but long ones, below HKEY_LOCAL_MACHINE.
 struct Key {
   std::set<std::wstring> subkeys;
   std::map<std::wstring, std::wstring> values;
@@ -45,7 +46,10 @@ struct Key {
     wchar_t text[qvrn::kTextChars];
     if (key.Open(HKEY_LOCAL_MACHINE, path.c_str(), KEY_READ) != ERROR_SUCCESS) return;
     for (DWORD i = 0; key.SubkeyName(i, subkey) == ERROR_SUCCESS; ++i) subkeys.insert(subkey);
-    for (DWORD i = 0; key.EnumerateText(i, name, text) == ERROR_SUCCESS; ++i) values.emplace(name, text);
+    LSTATUS status = ERROR_SUCCESS;
+    for (DWORD i = 0; (status = key.EnumerateText(i, name, text)) != ERROR_NO_MORE_ITEMS; ++i) {
+      if (status == ERROR_SUCCESS) values.emplace(name, text);
+    }
   }
   std::wstring operator[](const wchar_t* name) const {
     const auto found = values.find(name);
@@ -53,17 +57,14 @@ struct Key {
   }
 };
 
-/// "KEY\NAME=TEXT" of every value below a key.
-void Collect(const std::wstring& path, std::set<std::wstring>& values) {
-  const Key key(path);
-  for (const auto& [name, value] : key.values) values.insert(Below(path, name).append(L"=").append(value));
-  for (const std::wstring& subkey : key.subkeys) Collect(Below(path, subkey), values);
-}
-
-std::set<std::wstring> WholeMachine() {
-  std::set<std::wstring> values;
-  Collect(L"", values);
-  return values;
+/// The entries of a multi-string; none when it is absent.
+std::vector<std::wstring> Entries(const RegistryKey& key, const wchar_t* name) {
+  std::vector<wchar_t> text;
+  std::size_t chars = 0;
+  std::vector<std::wstring> entries;
+  if (key.ReadMultiString(name, text, chars) != ERROR_SUCCESS) return entries;
+  for (const wchar_t* at = text.data(); *at != L'\0'; at += entries.back().size() + 1) entries.emplace_back(at);
+  return entries;
 }
 
 class LabMachines : public ::testing::Test {
@@ -72,6 +73,10 @@ class LabMachines : public ::testing::Test {
     RegistryKey root;
     ASSERT_EQ(root.Create(HKEY_CURRENT_USER, m_root.c_str(), KEY_ALL_ACCESS), ERROR_SUCCESS);
     ASSERT_EQ(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, root.Get()), ERROR_SUCCESS);
+    for (const wchar_t* name : {L"Enum\\ROOT", L"Services"}) {  // as every machine has them
+      RegistryKey key;
+      ASSERT_EQ(key.Create(HKEY_LOCAL_MACHINE, (kControl + name).c_str(), KEY_WRITE), ERROR_SUCCESS);
+    }
   }
   void TearDown() override {
     ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
@@ -166,27 +171,45 @@ TEST_F(LabMachines, EveryDeviceIsThereAndEveryVlanHasAMiniport) {
   std::wstring found;
   for (const std::wstring& adapter : Key(kMuxAdapters).subkeys) {
     RegistryKey key;
-    std::vector<wchar_t> names;
-    std::size_t chars = 0;
     ASSERT_EQ(key.Open(HKEY_LOCAL_MACHINE, Below(kMuxAdapters, adapter).c_str(), KEY_READ), ERROR_SUCCESS);
-    ASSERT_EQ(key.ReadMultiString(L"UpperBindings", names, chars), ERROR_SUCCESS);
-    for (const wchar_t* name = names.data(); *name != L'\0'; name += std::wcslen(name) + 1) {
-      found += vlans[name + std::wcslen(L"\\Device\\")] + L" ";
+    for (const std::wstring& name : Entries(key, L"UpperBindings")) {
+      found += vlans[name.substr(std::wcslen(L"\\Device\\"))] + L" ";
     }
   }
   EXPECT_EQ(found, L"20 10 300 ");
 }
 
+TEST_F(LabMachines, AdaptersWithVlansAreBoundThroughTheDriver) {
+  Load("vlans");
+  const tests::Session session(false);
+  Microsoft::WRL::ComPtr<IEnumNetCfgComponent> components;
+  ASSERT_EQ(session.netCfg->EnumComponents(&tests::kNetClass, &components), S_OK);
+  std::set<std::wstring> throughDriver;
+  for (Microsoft::WRL::ComPtr<INetCfgComponent> component; components->Next(1, &component, nullptr) == S_OK;) {
+    const std::wstring adapter = tests::BindName(component.Get());
+    std::vector<std::wstring> disabled;
+    for (const auto& path : tests::Paths(component.Get())) {
+      const std::wstring token = tests::Token(path.Get());
+      const bool isDirect = token != L"qvrn_muxp->" + adapter;
+      const bool isEnabled = path->IsEnabled() == S_OK;
+      if (isDirect && !isEnabled) disabled.push_back(token);
+      if (!isDirect && isEnabled) throughDriver.insert(adapter);
+    }
+    EXPECT_EQ(disabled.size(), throughDriver.contains(adapter) ? 3u : 0u);
+    RegistryKey parameters;
+    ASSERT_EQ(component->OpenParamKey(parameters.Put()), S_OK);
+    EXPECT_EQ(disabled, Entries(parameters, L"AdapterBindingBackup"));
+  }
+  EXPECT_EQ(throughDriver, Key(kMuxAdapters).subkeys);
+}
+
 TEST_F(LabMachines, LoadingReplacesTheMachineBefore) {
   Load("server");
-  const auto server = WholeMachine();
+  const tests::Snapshot server = tests::TakeSnapshot(HKEY_LOCAL_MACHINE);
   Load("vlans");
-  ASSERT_GT(WholeMachine().size(), server.size());
+  ASSERT_NE(tests::TakeSnapshot(HKEY_LOCAL_MACHINE), server);
   Load("server");
-  std::vector<std::wstring> left;
-  const auto again = WholeMachine();
-  std::set_symmetric_difference(again.begin(), again.end(), server.begin(), server.end(), std::back_inserter(left));
-  EXPECT_EQ(left, std::vector<std::wstring>{});
+  EXPECT_EQ(tests::Changes(server, tests::TakeSnapshot(HKEY_LOCAL_MACHINE)), std::vector<std::wstring>{});
 }
 
 }  // namespace

@@ -21,9 +21,11 @@
 namespace {
 
 using Microsoft::WRL::ComPtr;
+using tests::BindName;
 using tests::kNetClass;
 using tests::kTransportClass;
 using tests::Session;
+using tests::Token;
 using Texts = std::vector<std::wstring>;
 using ::testing::ElementsAre;
 
@@ -34,22 +36,10 @@ const std::wstring kAdapter = L"{00000007-0000-0000-0000-000000000000}";
 
 tests::Snapshot WholeRegistry() { return tests::TakeSnapshot(HKEY_LOCAL_MACHINE, {lab::kLabKey}); }
 
-std::wstring BindName(INetCfgComponent* component) {
-  qvrn::TaskText name;
-  EXPECT_EQ(component->GetBindName(name.Put()), S_OK);
-  return name.Get();
-}
-
 std::wstring Id(INetCfgComponent* component) {
   qvrn::TaskText id;
   EXPECT_EQ(component->GetId(id.Put()), S_OK);
   return id.Get();
-}
-
-std::wstring Token(INetCfgBindingPath* path) {
-  qvrn::TaskText token;
-  EXPECT_EQ(path->GetPathToken(token.Put()), S_OK);
-  return token.Get();
 }
 
 ComPtr<INetCfgComponent> Install(const Session& session, const GUID& classGuid, const wchar_t* id) {
@@ -64,15 +54,8 @@ HRESULT Remove(const Session& session, const GUID& classGuid, INetCfgComponent* 
   return session.Setup(classGuid)->DeInstall(component, nullptr, nullptr);
 }
 
-std::vector<ComPtr<INetCfgBindingPath>> Paths(const Session& session, const wchar_t* id, DWORD flags = EBP_ABOVE) {
-  std::vector<ComPtr<INetCfgBindingPath>> found;
-  ComPtr<INetCfgComponentBindings> bindings;
-  ComPtr<IEnumNetCfgBindingPath> paths;
-  const auto component = session.Find(id);
-  if (component == nullptr || component.As(&bindings) != S_OK) return found;
-  EXPECT_HRESULT(S_OK, bindings->EnumBindingPaths(flags, &paths));
-  for (ComPtr<INetCfgBindingPath> path; paths->Next(1, &path, nullptr) == S_OK;) found.push_back(path);
-  return found;
+tests::BindingPaths Paths(const Session& session, const wchar_t* id, DWORD flags = EBP_ABOVE) {
+  return tests::Paths(session.Find(id).Get(), flags);
 }
 
 /// "+TOKEN" of an enabled path and "-TOKEN" of a disabled one.
@@ -95,7 +78,7 @@ class LabNetCfgSetup : public ::testing::Test {
     Add(kClasses + L"{4D36E974-E325-11CE-BFC1-08002bE10318}\\0000", L"ms_server", 4);
     Add(kTransports + L"\\0000", L"ms_tcpip", 5);
   }
-  void TearDown() override { EXPECT_EQ(lab::LiveNetCfgObjects(), 0); }
+  void TearDown() override { EXPECT_EQ(lab::LiveNetCfgObjects(), m_alive); }
 
   void Add(const std::wstring& key, const wchar_t* id, DWORD instance) {
     m_machine.WriteText(key, L"ComponentId", id);
@@ -103,6 +86,7 @@ class LabNetCfgSetup : public ::testing::Test {
   }
 
   tests::Machine m_machine;
+  const long m_alive = lab::LiveNetCfgObjects();  ///< what tests of others keep
 };
 
 TEST_F(LabNetCfgSetup, RemovingTakesBackWhatInstallingMade) {
@@ -184,17 +168,17 @@ TEST_F(LabNetCfgSetup, RefusesWhatThePlatformRefuses) {
   const auto enable = [](const Session& session) { return Paths(session, L"ms_tcpip")[0]->Enable(FALSE); };
   const struct {
     const char* name;
-    bool lock;
     std::function<HRESULT(const Session&)> call;
     HRESULT expected;
+    bool lock;
   } rows[] = {
-      {"install without lock", false, install(kNetClass, L"qvrn_muxmp"), NETCFG_E_NO_WRITE_LOCK},
-      {"unknown component", true, install(kNetClass, L"qvrn_other"), SPAPI_E_NO_DRIVER_SELECTED},
-      {"component of another class", true, install(kNetClass, L"qvrn_muxp"), SPAPI_E_NO_DRIVER_SELECTED},
-      {"no id", true, install(kNetClass, nullptr), E_INVALIDARG},
-      {"remove without lock", false, remove(kTransportClass), NETCFG_E_NO_WRITE_LOCK},
-      {"remove from another class", true, remove(kNetClass), E_INVALIDARG},
-      {"enable without lock", false, enable, NETCFG_E_NO_WRITE_LOCK},
+      {"install without lock", install(kNetClass, L"qvrn_muxmp"), NETCFG_E_NO_WRITE_LOCK, false},
+      {"unknown component", install(kNetClass, L"qvrn_other"), SPAPI_E_NO_DRIVER_SELECTED, true},
+      {"component of another class", install(kNetClass, L"qvrn_muxp"), SPAPI_E_NO_DRIVER_SELECTED, true},
+      {"no id", install(kNetClass, nullptr), E_INVALIDARG, true},
+      {"remove without lock", remove(kTransportClass), NETCFG_E_NO_WRITE_LOCK, false},
+      {"remove from another class", remove(kNetClass), E_INVALIDARG, true},
+      {"enable without lock", enable, NETCFG_E_NO_WRITE_LOCK, false},
   };
   const tests::Snapshot before = WholeRegistry();
   for (const auto& row : rows) {

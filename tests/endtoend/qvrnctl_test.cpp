@@ -30,6 +30,15 @@ TEST_F(ClientTest, ListsServedAdapters) {
   EXPECT_THAT(json.output, HasSubstr("\"id\": \"7\""));
 }
 
+TEST_F(ClientTest, WalksFromAnAdapterToItsProperties) {
+  const ProgramResult result = Client(L"get 12 MaxFrameSize --association");
+  EXPECT_EQ(result.exitCode, 0u);
+  EXPECT_EQ(result.errors,
+            "qvrnctl: Win32_NetworkAdapter.DeviceID=\"12\" -> QvrnEN_NetworkAdapterSetting -> "
+            "QvrnEN_NetworkAdapterConfiguration.SettingID=\"12\"\n");
+  EXPECT_THAT(result.output, HasSubstr("9014"));
+}
+
 TEST_F(ClientTest, ChangesExactlyWhatItIsAskedFor) {
   const Snapshot before = Adapters();
   const ProgramResult result = Client(L"set 7 MaxFrameSize=9014 InterruptModeration=0");

@@ -9,6 +9,7 @@
 #include <wrl/client.h>
 
 #include <string>
+#include <vector>
 
 #include "lab/netcfg.h"
 #include "platform/comtext.h"
@@ -17,6 +18,31 @@ namespace tests {
 
 inline constexpr GUID kNetClass = {0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 inline constexpr GUID kTransportClass = {0x4D36E975, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
+
+inline std::wstring BindName(INetCfgComponent* component) {
+  qvrn::TaskText name;
+  EXPECT_EQ(component->GetBindName(name.Put()), S_OK);
+  return name.Get();
+}
+
+inline std::wstring Token(INetCfgBindingPath* path) {
+  qvrn::TaskText token;
+  EXPECT_EQ(path->GetPathToken(token.Put()), S_OK);
+  return token.Get();
+}
+
+using BindingPaths = std::vector<Microsoft::WRL::ComPtr<INetCfgBindingPath>>;
+
+inline BindingPaths Paths(INetCfgComponent* component, DWORD flags = EBP_ABOVE) {
+  BindingPaths found;
+  Microsoft::WRL::ComPtr<INetCfgComponentBindings> bindings;
+  Microsoft::WRL::ComPtr<IEnumNetCfgBindingPath> paths;
+  Microsoft::WRL::ComPtr<INetCfgBindingPath> path;
+  EXPECT_EQ(component->QueryInterface(IID_PPV_ARGS(&bindings)), S_OK);
+  EXPECT_EQ(bindings->EnumBindingPaths(flags, &paths), S_OK);
+  while (paths->Next(1, &path, nullptr) == S_OK) found.push_back(path);
+  return found;
+}
 
 /// A client's session.
 struct Session {

@@ -128,6 +128,17 @@ WmiObject FindConfiguration(const WmiClient& wmi, const std::wstring& wanted) {
   return FetchConfiguration(wmi, MatchAdapter(ListAdapters(wmi), wanted).id);
 }
 
+AdapterSetting FindSetting(const WmiClient& wmi, const std::wstring& id) {
+  // The service may put computer and namespace in front.
+  const std::wstring element = L"Win32_NetworkAdapter.DeviceID=\"" + id + L"\"";
+  for (const WmiObject& object : wmi.Query(L"SELECT * FROM QvrnEN_NetworkAdapterSetting")) {
+    AdapterSetting found{TextOf(ReadProperty(object.Get(), L"Element")),
+                         TextOf(ReadProperty(object.Get(), L"Setting"))};
+    if (found.element.ends_with(element)) return found;
+  }
+  throw Failed(L"no QvrnEN_NetworkAdapterSetting links adapter \"" + id + L"\" to its properties");
+}
+
 int RunAdapters(const Arguments& arguments) {
   const std::vector<Adapter> adapters = ListAdapters(WmiClient(arguments));
   if (adapters.empty()) WriteError(L"the provider serves no adapter");

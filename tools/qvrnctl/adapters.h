@@ -35,4 +35,13 @@ WmiObject FetchConfiguration(const WmiClient& wmi, const std::wstring& id);
 /// The configuration instance of the adapter that `wanted` names; an id costs one request and no enumeration.
 WmiObject FindConfiguration(const WmiClient& wmi, const std::wstring& wanted);
 
+/// Both ends of the association between an adapter and its configuration, as object paths.
+struct AdapterSetting {
+  std::wstring element;  ///< the Win32_NetworkAdapter
+  std::wstring setting;  ///< the configuration
+};
+
+/// The association instance of the adapter with this id. Throws ClientError when there is none.
+AdapterSetting FindSetting(const WmiClient& wmi, const std::wstring& id);
+
 }  // namespace qvrn

@@ -22,6 +22,8 @@ struct OptionRow {
 constexpr OptionRow kOptions[] = {
     {L"--computer", kOptionComputer, &Arguments::computer, nullptr, L" HOST", L"ask another computer (over DCOM)"},
     {L"--namespace", kOptionNamespace, &Arguments::nameSpace, nullptr, L" NS", L"WMI namespace instead of root\\cimv2"},
+    {L"--association", kOptionAssociation, nullptr, &Arguments::association, L"",
+     L"find the properties by way of the association, and show it"},
     {L"--json", kOptionJson, nullptr, &Arguments::json, L"", L"print an array of flat objects for programs"},
     {L"--what-if", kOptionWhatIf, nullptr, &Arguments::whatIf, L"", L"say what would be done, and do nothing"},
     {L"--yes", kOptionYes, nullptr, &Arguments::yes, L"", L"accepted for scripts; nothing asks for a confirmation"},

@@ -17,6 +17,7 @@ struct Arguments {
   std::wstring computer;  ///< without leading backslashes; empty for this one
   std::wstring nameSpace = L"root\\cimv2";
   bool json = false;
+  bool association = false;
   bool whatIf = false;
   bool yes = false;
   bool help = false;
@@ -32,6 +33,7 @@ enum Option : unsigned {
   kOptionYes = 16,
   kOptionHelp = 32,
   kOptionVersion = 64,
+  kOptionAssociation = 128,
 };
 inline constexpr unsigned kReadingOptions = kOptionComputer | kOptionNamespace | kOptionJson;
 inline constexpr unsigned kChangingOptions = kReadingOptions | kOptionWhatIf | kOptionYes;

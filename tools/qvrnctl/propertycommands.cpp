@@ -177,7 +177,12 @@ int RunGet(const Arguments& arguments) {
   const WmiClient wmi(arguments);
   const std::vector<PropertyInfo> properties = DescribeConfiguration(wmi);
   for (const std::wstring& name : OperandsAfterAdapter(arguments)) FindProperty(properties, name);
-  const WmiObject instance = FindConfiguration(wmi, arguments.operands[0]);
+  WmiObject instance = FindConfiguration(wmi, arguments.operands[0]);
+  if (arguments.association) {
+    const AdapterSetting way = FindSetting(wmi, IdOf(instance.Get()));
+    WriteError(way.element + L" -> QvrnEN_NetworkAdapterSetting -> " + way.setting);
+    instance = wmi.Fetch(way.setting, way.setting);
+  }
   const auto states = SelectStates(properties, OperandsAfterAdapter(arguments), instance.Get());
   WriteOut(arguments.json ? FormatStatesAsJson(IdOf(instance.Get()), states) : FormatStates(states));
   return kExitDone;
