@@ -1,19 +1,26 @@
-// qvrnsoak ROUNDS: enumerates again and again, and compares what the process holds after the first fifty rounds with what
-// it holds at the end: handles, live COM objects, busy bytes of every heap.
+// qvrnsoak enumerations|vlans ROUNDS: enumerates, or adds and removes a VLAN, again and again, and compares what the
+// process holds after the first fifty rounds with what it holds at the end: handles, live COM objects, busy bytes of every
+// heap; and what the registry says.
 #include <netcfgx.h>
 #include <objbase.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
+#include <memory>
+#include <string>
 
 #include "lab/classobject.h"
 #include "lab/labkey.h"
 #include "lab/netcfg.h"
+#include "mux/notifyob/cmuxvlanminiport.h"
+#include "mux/notifyob/notify.h"
+#include "mux/notifyob/notifytrace.h"
 #include "tests/support/crashexit.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
+#include "tests/support/netcfgclient.h"
 #include "tests/support/provider.h"
 
 namespace {
@@ -21,6 +28,7 @@ namespace {
 constexpr int kWarmUpRounds = 50;
 // Some of a heap's bytes belong to whatever thread ran last; a leak of one byte a round is more than this.
 constexpr std::size_t kHeapTolerance = 256;
+constexpr std::uintptr_t kHighestHandle = 0x8000;
 
 struct Holdings {
   DWORD handles = 0;
@@ -39,9 +47,20 @@ std::size_t BusyBytes(HANDLE heap) {
   return bytes;
 }
 
+// Handles that are open. The platform's own count is 0 on the test bed, so every number that a handle may have is tried;
+// free numbers are used again, lowest first.
+DWORD OpenHandles() {
+  DWORD open = 0;
+  DWORD flags = 0;
+  for (std::uintptr_t number = 4; number < kHighestHandle; number += 4) {
+    if (::GetHandleInformation(reinterpret_cast<HANDLE>(number), &flags)) ++open;
+  }
+  return open;
+}
+
 Holdings Measure() {
   Holdings holdings;
-  ::GetProcessHandleCount(::GetCurrentProcess(), &holdings.handles);
+  holdings.handles = OpenHandles();
   holdings.objects = lab::LiveClassObjects() + lab::LiveNetCfgObjects();
   HANDLE heaps[64];
   const DWORD count = std::min<DWORD>(::GetProcessHeaps(64, heaps), 64);
@@ -54,18 +73,88 @@ void Print(const char* when, const Holdings& holdings) {
               holdings.heapBytes);
 }
 
-void RunRounds(const tests::Provider& provider, int rounds) {
-  for (int round = 0; round < rounds; ++round) {
-    if (provider.Enumerate(L"QvrnEN_NetworkAdapterConfiguration").sink.objects.size() != 2) std::exit(1);
-    tests::TakeDebugOutput();
+// What a round may leave behind by design.
+struct Allowance {
+  long objects;
+  std::size_t bytes;
+};
+
+// A kind of work, prepared by its constructor.
+class Scenario {
+ public:
+  virtual ~Scenario() = default;
+  virtual void Round() = 0;
+  virtual Allowance PerRound() const = 0;
+};
+
+class Enumerations final : public Scenario {
+ public:
+  explicit Enumerations(tests::Machine& machine) {
+    machine.AddUsualAdapter(7);
+    machine.AddUsualAdapter(12);
+  }
+  void Round() override {
+    if (m_provider.Enumerate(L"QvrnEN_NetworkAdapterConfiguration").sink.objects.size() != 2) std::exit(1);
     tests::TestNamespace::Instance().Reset();
   }
+  Allowance PerRound() const override { return {0, 0}; }
+
+ private:
+  tests::Provider m_provider;
+};
+
+class Vlans final : public Scenario {
+ public:
+  explicit Vlans(tests::Machine& machine) {
+    machine.AddUsualAdapter(7);
+    const tests::Session session(true);
+    Microsoft::WRL::ComPtr<INetCfgComponent> driver;
+    session.Setup(tests::kTransportClass)->Install(L"qvrn_muxp", nullptr, 0, 0, nullptr, nullptr, &driver);
+    qvrn::SetPrinter([](const char*) {});
+  }
+  void Round() override {
+    wchar_t guid[64] = L"";
+    const std::wstring adapter = tests::Machine::InstanceId(7);
+    if (qvrn::ConfigureVlanMiniport(adapter.c_str(), guid, true, L"10", L"Soak", L"0") != S_OK ||
+        qvrn::ConfigureVlanMiniport(adapter.c_str(), guid, false, L"", L"", L"") != S_OK) {
+      std::exit(1);
+    }
+  }
+  // Each add keeps its miniport object, and that the network configuration object that it was made with.
+  Allowance PerRound() const override { return {1, sizeof(qvrn::CMuxVlanMiniport) + 384}; }
+};
+
+void RunRounds(Scenario& scenario, int rounds) {
+  for (int round = 0; round < rounds; ++round) {
+    scenario.Round();
+    tests::TakeDebugOutput();
+  }
+}
+
+// Whether the process and the machine hold no more after `rounds` than before, but for what is kept by design.
+bool RunsWithoutGrowth(Scenario& scenario, const tests::Machine& machine, int rounds) {
+  RunRounds(scenario, kWarmUpRounds);
+  const tests::Snapshot registry = machine.Registry();
+  const Holdings before = Measure();
+  RunRounds(scenario, rounds);
+  const Holdings after = Measure();
+  Print("after the first fifty", before);
+  Print("at the end", after);
+  const Allowance allowance = scenario.PerRound();
+  return after.handles <= before.handles && after.objects <= before.objects + allowance.objects * rounds &&
+         after.heapBytes <= before.heapBytes + allowance.bytes * static_cast<std::size_t>(rounds) + kHeapTolerance &&
+         machine.Registry() == registry;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 300;
+  const std::string kind = argc > 1 ? argv[1] : "";
+  const int rounds = argc > 2 ? std::atoi(argv[2]) : 0;
+  if (rounds <= 0 || (kind != "enumerations" && kind != "vlans")) {
+    std::fprintf(stderr, "usage: qvrnsoak enumerations|vlans ROUNDS\n");
+    return 2;
+  }
   tests::EndOnCrash();
   ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   DWORD registration = 0;
@@ -73,20 +162,13 @@ int main(int argc, char** argv) {
                           &registration);
   tests::Machine machine;
   machine.WriteText(lab::kLabKey, L"Journal", L"");
-  machine.AddUsualAdapter(7);
-  machine.AddUsualAdapter(12);
-  const tests::Provider provider;
-  RunRounds(provider, kWarmUpRounds);
-  const Holdings before = Measure();
-  RunRounds(provider, rounds);
-  const Holdings after = Measure();
-  Print("after the first fifty", before);
-  Print("at the end", after);
-  if (after.handles > before.handles || after.objects > before.objects ||
-      after.heapBytes > before.heapBytes + kHeapTolerance) {
-    std::printf("%d rounds with growth\n", rounds);
-    return 1;
+  std::unique_ptr<Scenario> scenario;
+  if (kind == "vlans") {
+    scenario = std::make_unique<Vlans>(machine);
+  } else {
+    scenario = std::make_unique<Enumerations>(machine);
   }
-  std::printf("%d rounds without growth\n", rounds);
-  return 0;
+  const bool steady = RunsWithoutGrowth(*scenario, machine, rounds);
+  std::printf("%d rounds of %s %s growth\n", rounds, kind.c_str(), steady ? "without" : "with");
+  return steady ? 0 : 1;
 }
