@@ -1,15 +1,20 @@
 #include "tools/wmi/qvrnwmiprovider/qvrnnetworkadaptersetting.h"
 
+#include <objbase.h>
+#include <olectl.h>
+
 #include <gmock/gmock.h>
 
+#include "lab/wbemhost.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
 #include "tests/support/provider.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
+#include "tools/wmi/qvrnwmiprovider/selfregistration.h"
 
 namespace {
 
-using ::testing::ElementsAre;
+using Microsoft::WRL::ComPtr;
 using tests::Machine;
 using tests::Outcome;
 using tests::PropertyText;
@@ -33,10 +38,20 @@ class SettingTest : public ::testing::Test {
     m_machine.AddAdapter(8, L"oth3\\another_maker");
     m_machine.AddUsualAdapter(12);
     TestNamespace::Instance().Reset();
+    // The nested query finds its way back as it does on a machine: the namespace creates the provider's class.
+    ComPtr<IClassFactory> factory;
+    EXPECT_HRESULT(S_OK, ::DllGetClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&factory)));
+    EXPECT_HRESULT(S_OK, ::CoRegisterClassObject(qvrn::kProviderClassId, factory.Get(), CLSCTX_INPROC_SERVER,
+                                                 REGCLS_MULTIPLEUSE, &m_registration));
+  }
+  ~SettingTest() override {
+    lab::ForgetProviders();
+    ::CoRevokeClassObject(m_registration);
   }
 
   Machine m_machine;
   tests::Provider m_provider;
+  DWORD m_registration = 0;
 };
 
 TEST_F(SettingTest, LinksEachServedAdapterToItsConfiguration) {
