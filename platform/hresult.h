@@ -13,8 +13,11 @@ constexpr HRESULT HrFromWin32(LONG code) noexcept {
                    : static_cast<HRESULT>(0x80070000u | (static_cast<DWORD>(code) & 0xFFFFu));
 }
 
-/// The HRESULT of the calling thread's last error.
-inline HRESULT HrFromLastError() noexcept { return HrFromWin32(static_cast<LONG>(::GetLastError())); }
+/// The HRESULT of the calling thread's last error, for a call that has failed: E_FAIL where it left no error.
+inline HRESULT HrFromLastError() noexcept {
+  const HRESULT hr = HrFromWin32(static_cast<LONG>(::GetLastError()));
+  return hr == S_OK ? E_FAIL : hr;
+}
 
 /// For the catch-all at the end of a COM method: E_OUTOFMEMORY for std::bad_alloc, E_UNEXPECTED for anything else.
 inline HRESULT HresultFromCurrentException() noexcept {

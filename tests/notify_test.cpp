@@ -286,6 +286,74 @@ TEST(NotifyFlow, TheLastVlanGivesTheBindingsBack) {
       << "the adapter's key stays";
 }
 
+// The calls that open, change and close the network configuration, without those on components and paths.
+Texts SessionCalls(const Bench& bench) {
+  Texts calls;
+  for (const std::wstring& call : bench.machine.TakeNetworkCalls()) {
+    const std::wstring object = call.substr(0, call.find(L':'));
+    if (object == L"INetCfg" || object == L"INetCfgLock" || object == L"INetCfgClass" ||
+        object == L"INetCfgClassSetup") {
+      calls.push_back(call.substr(0, call.find(L'(')));
+    }
+  }
+  return calls;
+}
+
+TEST(NotifyFlow, OpensAndClosesTheNetworkConfigurationInOrder) {
+  Bench bench;
+  const Texts open = {L"INetCfg::QueryInterface", L"INetCfgLock::AcquireWriteLock", L"INetCfg::Initialize",
+                      L"INetCfg::EnumComponents"};
+  // Given up, probed for, and given up again.
+  const Texts close = {L"INetCfg::Apply",
+                       L"INetCfg::Uninitialize",
+                       L"INetCfg::QueryInterface",
+                       L"INetCfgLock::ReleaseWriteLock",
+                       L"INetCfgLock::AcquireWriteLock",
+                       L"INetCfgLock::ReleaseWriteLock"};
+  bench.machine.TakeNetworkCalls();
+  ASSERT_HRESULT(S_OK, bench.Add(L"10", L"Storage"));
+  EXPECT_THAT(SessionCalls(bench),
+              ElementsAreArray(Joined({open,
+                                       {L"INetCfg::QueryNetCfgClass", L"INetCfgClass::QueryInterface",
+                                        L"INetCfgClassSetup::Install", L"INetCfg::Apply"},
+                                       close})));
+  ASSERT_HRESULT(S_OK, bench.Remove(bench.newest));
+  EXPECT_THAT(SessionCalls(bench),
+              ElementsAreArray(
+                  Joined({open,
+                          {L"INetCfg::EnumComponents", L"INetCfg::QueryNetCfgClass", L"INetCfgClass::QueryInterface",
+                           L"INetCfg::EnumComponents", L"INetCfgClassSetup::DeInstall"},
+                          close})));
+}
+
+TEST(NotifyFlow, WaitsForWhoeverTakesTheLockAtOnce) {
+  Bench bench;
+  bench.machine.WriteText(std::wstring(lab::kLabKey) + L"\\Failures", L"INetCfgLock::AcquireWriteLock", L"0x1 1 1");
+  ASSERT_HRESULT(S_OK, bench.Add(L"10", L"Storage"));
+  EXPECT_THAT(g_pauses, ElementsAre(10000u));
+}
+
+TEST(NotifyFlow, ATeamCarriesNoVlansAndIsNotRemoved) {
+  Bench bench;
+  ASSERT_HRESULT(S_OK, bench.Add(L"10", L"Team"));
+  const std::wstring team = bench.newest;
+  const std::wstring key = kAdapters + L"\\" + Machine::InstanceId(7);
+  bench.machine.WriteText(key, L"TeamDeviceName", (L"\\DEVICE\\" + team).c_str());
+  g_printed.clear();
+  EXPECT_HRESULT(0x80070016, bench.Remove(team));
+  EXPECT_HRESULT(E_FAIL, bench.Add(L"20", L"x"));
+  EXPECT_THAT(g_printed,
+              ElementsAre("pMuxPhysicalAdapter->MiniportCount() = 1\n",
+                          "Trying to remove team, not VLAN. Use \"remove team\" cmd line option\n",
+                          "pMuxPhysicalAdapter->MiniportCount() = 1\n", "Cannot add VLAN. Error in VLAN parameters\n"));
+  // The team's own miniport may carry VLANs.
+  bench.machine.WriteText(kNetClassKey + L"\\0000", L"TeamName", L"Team");
+  g_printed.clear();
+  wchar_t guid[64] = L"";
+  EXPECT_HRESULT(S_OK, qvrn::ConfigureVlanMiniport(team.c_str(), guid, true, L"20", L"x", L"0"));
+  EXPECT_EQ(g_printed.front(), "pMuxPhysicalAdapter->MiniportCount() = 0\n");
+}
+
 TEST(NotifyFlow, TwentyRoundsLeaveTheRegistryAsItWas) {
   Bench bench;
   ASSERT_HRESULT(S_OK, bench.Add(L"1", L"warm up"));
@@ -380,7 +448,7 @@ TEST(NotifyRefusals, AFullAdapter) {
   bench.machine.WriteText(lab::kLabKey, L"Journal", L"");
   EXPECT_HRESULT(0x800705AA, bench.Add(L"20", L"x"));
   EXPECT_THAT(g_printed, ElementsAre("pMuxPhysicalAdapter->MiniportCount() = 4095\n"));
-  tests::TakeDebugOutput();
+  EXPECT_THAT(tests::TakeDebugOutput(), ::testing::Contains(L"   Virtual miniport limit reached\n"));
 }
 
 TEST(NotifyRefusals, AnOrphanEntryCanBeRemoved) {

@@ -120,6 +120,7 @@ TEST(ReferenceDigits, StandBehindTheSecondEqualSign) {
       {L"A.B=\"C.D=\"12\"\"", L"12"},
       {L"A.B=\"C.D=\\\"x1y2\\\"\"", L"12"},
       {L"A.B=\"C.D=12\"", L""},
+      {L"A.B=\"C.D=\"12=34\"\"", L"1234"},
       {L"A.B=\"12\"", L""},
       {L"", L""},
       {longPath, std::wstring(250, L'1')},

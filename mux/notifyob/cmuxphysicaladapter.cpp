@@ -81,22 +81,18 @@ void CMuxPhysicalAdapter::LoadMiniport(const wchar_t* deviceName, const wchar_t*
   GUID guid = {};
   ::CLSIDFromString(guidText.get(), &guid);
 
-  const bool isTeam = teamDeviceName != nullptr && ::_wcsicmp(deviceName, teamDeviceName) == 0;
   std::unique_ptr<CMuxVirtualMiniport> miniport;
+  const bool isTeam = teamDeviceName != nullptr && ::_wcsicmp(deviceName, teamDeviceName) == 0;
   if (isTeam) {
-    auto* team = new (std::nothrow) CMuxTeamMiniport(NetCfg(), &guid, nullptr, 0);
-    miniport.reset(team);
-    m_team = team;
+    miniport.reset(new (std::nothrow) CMuxTeamMiniport(NetCfg(), &guid, nullptr, 0));
   } else {
     miniport.reset(new (std::nothrow) CMuxVlanMiniport(NetCfg(), &guid, kTextsFromRegistry));
   }
   if (miniport == nullptr) return;
   miniport->LoadConfiguration();
-  if (m_current.ListInsert(miniport.get(), guid) == S_OK) {
-    static_cast<void>(miniport.release());
-  } else if (isTeam) {
-    m_team = nullptr;
-  }
+  if (m_current.ListInsert(miniport.get(), guid) != S_OK) return;
+  if (isTeam) m_team = miniport.get();
+  static_cast<void>(miniport.release());
 }
 
 void CMuxPhysicalAdapter::GetTeamGuid(GUID* teamGuid) const noexcept {
@@ -164,9 +160,7 @@ void CMuxPhysicalAdapter::DeleteAdapterKey(const wchar_t* adapterGuid) noexcept 
 bool CMuxPhysicalAdapter::HasVlan(const wchar_t* vlanId, const wchar_t* vlanName) const noexcept {
   bool found = false;
   m_current.ForEach([&](CMuxVirtualMiniport* miniport) {
-    if (miniport == m_team) return true;
-    const auto* vlan = static_cast<const CMuxVlanMiniport*>(miniport);
-    found = ::_wcsicmp(vlan->VlanName(), vlanName) == 0 || ::_wcsicmp(vlan->VlanId(), vlanId) == 0;
+    found = ::_wcsicmp(miniport->VlanName(), vlanName) == 0 || ::_wcsicmp(miniport->VlanId(), vlanId) == 0;
     return !found;
   });
   return found;

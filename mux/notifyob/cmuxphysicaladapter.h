@@ -11,8 +11,6 @@
 
 namespace qvrn {
 
-class CMuxTeamMiniport;
-class CMuxVlanMiniport;
 struct VlanTexts;
 
 /// One physical adapter as the intermediate driver sees it: the virtual miniports above it, from the driver's parameter
@@ -63,7 +61,7 @@ class CMuxPhysicalAdapter {
   Miniports m_current;
   Miniports m_added;
   Miniports m_removed;
-  CMuxTeamMiniport* m_team = nullptr;
+  CMuxVirtualMiniport* m_team = nullptr;  // one of the current ones
 };
 
 }  // namespace qvrn

@@ -19,11 +19,6 @@ bool ReadTeamType(const RegistryKey& key, DWORD& type) noexcept {
          ERROR_SUCCESS;
 }
 
-void WriteTeamValues(const RegistryKey& key, const wchar_t* name, DWORD type) noexcept {
-  key.WriteText(kTeamName, name);
-  key.WriteBytes(kTeamType, REG_DWORD, &type, sizeof type);
-}
-
 }  // namespace
 
 CMuxTeamMiniport::CMuxTeamMiniport(INetCfg* netCfg, const GUID* miniportGuid, const wchar_t* teamName,
@@ -52,9 +47,9 @@ HRESULT CMuxTeamMiniport::LoadConfiguration() noexcept {
 // Takes the instance GUID of the virtual miniport that carries this team's name.
 HRESULT CMuxTeamMiniport::FindInstalledTeam() noexcept {
   ComPtr<IEnumNetCfgComponent> components;
-  HRESULT hr = NetCfg()->EnumComponents(&GUID_DEVCLASS_NET, &components);
+  NetCfg()->EnumComponents(&GUID_DEVCLASS_NET, &components);
   ComPtr<INetCfgComponent> component;
-  while (SUCCEEDED(hr) && components->Next(1, component.ReleaseAndGetAddressOf(), nullptr) == S_OK) {
+  while (FetchNext(components.Get(), component)) {
     RegistryKey key;
     wchar_t name[kTextChars];
     if (FAILED(component->OpenParamKey(key.Put())) || key.ReadText(kTeamName, name) != ERROR_SUCCESS) continue;
@@ -79,7 +74,8 @@ bool CMuxTeamMiniport::LoadMember(const RegistryKey& adapters, const wchar_t* ad
   ReadTeamType(adapter, m_teamType);
   wchar_t primary[kGuidChars];
   if (adapter.ReadText(kPrimaryAdapterGuid, primary) == ERROR_SUCCESS) {
-    m_hasPrimaryAdapter = SUCCEEDED(::CLSIDFromString(primary, &m_primaryAdapter));
+    ::CLSIDFromString(primary, &m_primaryAdapter);
+    m_hasPrimaryAdapter = true;
   }
   return true;
 }
@@ -88,7 +84,8 @@ HRESULT CMuxTeamMiniport::InsertRegistryParams(INetCfgComponent* component) noex
   RegistryKey key;
   const HRESULT hr = NameAndOpen(component, L"Quorvane Virtual Miniport Driver - Team ", m_teamName, key.Put());
   if (FAILED(hr)) return hr;
-  WriteTeamValues(key, m_teamName, m_teamType);
+  key.WriteText(kTeamName, m_teamName);
+  key.WriteBytes(kTeamType, REG_DWORD, &m_teamType, sizeof m_teamType);
 
   wchar_t path[kMuxPathChars];
   const GuidText guid(m_miniportGuid);
@@ -96,8 +93,9 @@ HRESULT CMuxTeamMiniport::InsertRegistryParams(INetCfgComponent* component) noex
   DWORD disposition = 0;
   const LSTATUS status = key.Create(HKEY_LOCAL_MACHINE, path, KEY_ALL_ACCESS, &disposition);
   if (status == ERROR_SUCCESS && disposition == REG_CREATED_NEW_KEY) {
-    WriteTeamValues(key, m_teamName, m_teamType);
+    key.WriteText(kTeamName, m_teamName);
     key.WriteText(kTeamGuid, guid.text);
+    key.WriteBytes(kTeamType, REG_DWORD, &m_teamType, sizeof m_teamType);
   }
   return HrFromWin32(status);
 }

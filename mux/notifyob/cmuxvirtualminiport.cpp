@@ -12,17 +12,23 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-HRESULT QueryClassSetup(INetCfg* netCfg, ComPtr<INetCfgClassSetup>& setup) noexcept {
+// The network class, and its way to install and remove instances.
+struct ClassSetup {
   ComPtr<INetCfgClass> networkClass;
-  HRESULT hr = netCfg->QueryNetCfgClass(&GUID_DEVCLASS_NET, IID_PPV_ARGS(&networkClass));
-  if (FAILED(hr)) {
-    NotifyTrace(kTraceError, L"   QueryNetCfgClass failed.\n");
+  ComPtr<INetCfgClassSetup> setup;
+
+  HRESULT Query(INetCfg* netCfg) noexcept {
+    HRESULT hr = netCfg->QueryNetCfgClass(&GUID_DEVCLASS_NET, IID_PPV_ARGS(&networkClass));
+    if (SUCCEEDED(hr) && networkClass == nullptr) hr = E_FAIL;
+    if (FAILED(hr)) {
+      NotifyTrace(kTraceError, L"   QueryNetCfgClass failed.\n");
+      return hr;
+    }
+    hr = networkClass.As(&setup);
+    if (FAILED(hr)) NotifyTrace(kTraceError, L"   QueryInterface failed.\n");
     return hr;
   }
-  hr = networkClass.As(&setup);
-  if (FAILED(hr)) NotifyTrace(kTraceError, L"   QueryInterface failed.\n");
-  return hr;
-}
+};
 
 }  // namespace
 
@@ -48,14 +54,15 @@ HRESULT CMuxVirtualMiniport::InsertRegistryParams(INetCfgComponent*) noexcept { 
 
 HRESULT CMuxVirtualMiniport::Install() noexcept {
   NotifyTrace(kTraceFunction, L"-->CMuxVirtualMiniport::Install.\n");
-  ComPtr<INetCfgClassSetup> setup;
-  const HRESULT hr = QueryClassSetup(NetCfg(), setup);
-  return FAILED(hr) ? hr : InstallInstance(setup.Get());
+  ClassSetup netClass;
+  const HRESULT hr = netClass.Query(NetCfg());
+  return FAILED(hr) ? hr : InstallInstance(netClass.setup.Get());
 }
 
 HRESULT CMuxVirtualMiniport::InstallInstance(INetCfgClassSetup* setup) noexcept {
   ComPtr<INetCfgComponent> component;
   HRESULT hr = setup->Install(kMuxMiniportId, nullptr, 0, 0, nullptr, nullptr, &component);
+  if (SUCCEEDED(hr) && component == nullptr) hr = E_FAIL;
   if (FAILED(hr)) {
     NotifyTrace(kTraceError, L"   Failed to install the miniport.\n");
     return hr;
@@ -84,8 +91,8 @@ HRESULT CMuxVirtualMiniport::CompleteInstance(INetCfgComponent* component) noexc
 
 HRESULT CMuxVirtualMiniport::DeInstall() noexcept {
   NotifyTrace(kTraceFunction, L"-->CMuxVirtualMiniport::DeInstall.\n");
-  ComPtr<INetCfgClassSetup> setup;
-  HRESULT hr = QueryClassSetup(NetCfg(), setup);
+  ClassSetup netClass;
+  HRESULT hr = netClass.Query(NetCfg());
   if (SUCCEEDED(hr)) {
     ComPtr<INetCfgComponent> component;
     hr = HrFindInstance(NetCfg(), &m_miniportGuid, &component);
@@ -93,10 +100,10 @@ HRESULT CMuxVirtualMiniport::DeInstall() noexcept {
       NotifyTrace(kTraceProgress, L"   Didn't find the miniport instance to uninstall.\n");
     } else {
       NotifyTrace(kTraceProgress, L"   Found the miniport instance to uninstall.\n");
-      hr = setup->DeInstall(component.Get(), nullptr, nullptr);
+      hr = netClass.setup->DeInstall(component.Get(), nullptr, nullptr);
     }
   }
-  setup.Reset();
+  netClass = {};
   NotifyTrace(kTraceFunction, L"<--CMuxVirtualMiniport::DeInstall(HRESULT = %x).\n", hr);
   return hr;
 }

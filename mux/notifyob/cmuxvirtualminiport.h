@@ -36,6 +36,10 @@ class CMuxVirtualMiniport {
   /// Adds the miniport's device name to the adapter's UpperBindings, or removes it from there.
   virtual HRESULT ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept;
 
+  /// Number and name of a VLAN; empty for any other miniport.
+  virtual const wchar_t* VlanId() const noexcept { return L""; }
+  virtual const wchar_t* VlanName() const noexcept { return L""; }
+
   void GetMiniportGUID(GUID* miniportGuid) const noexcept;
 
  protected:

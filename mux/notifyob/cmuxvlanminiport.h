@@ -23,8 +23,8 @@ class CMuxVlanMiniport final : public CMuxVirtualMiniport {
   /// Writes each value as a whole field of 200 bytes; failed writes go unnoticed.
   HRESULT InsertRegistryParams(INetCfgComponent* component) noexcept override;
 
-  const wchar_t* VlanId() const noexcept { return m_vlanId; }
-  const wchar_t* VlanName() const noexcept { return m_vlanName; }
+  const wchar_t* VlanId() const noexcept override { return m_vlanId; }
+  const wchar_t* VlanName() const noexcept override { return m_vlanName; }
 
  private:
   wchar_t m_vlanId[kTextChars] = {};

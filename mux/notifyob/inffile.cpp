@@ -15,17 +15,11 @@ struct InfFileTraits {
 };
 using InfFile = UniqueHandle<InfFileTraits>;
 
-// A failure is never taken for success, even where the setup API leaves no error.
-HRESULT LastSetupError() noexcept {
-  const HRESULT hr = HrFromLastError();
-  return hr == S_OK ? E_FAIL : hr;
-}
-
 }  // namespace
 
 HRESULT ReadInfComponentId(const wchar_t* infPath, TaskText& componentId) noexcept {
   const InfFile inf(::SetupOpenInfFileW(infPath, nullptr, INF_STYLE_WIN4, nullptr));
-  if (!inf) return LastSetupError();
+  if (!inf) return HrFromLastError();
   TaskText models;
   const HRESULT hr = ReadInfStringField(inf.Get(), L"Manufacturer", nullptr, 1, models);
   return FAILED(hr) ? hr : ReadInfStringField(inf.Get(), models.Get(), nullptr, 2, componentId);
@@ -38,13 +32,13 @@ HRESULT ReadInfStringField(HINF inf, const wchar_t* section, const wchar_t* key,
   DWORD chars = 0;
   if (!::SetupFindFirstLineW(inf, section, key, &line) ||
       !::SetupGetStringFieldW(&line, fieldIndex, nullptr, 0, &chars)) {
-    return LastSetupError();
+    return HrFromLastError();
   }
   auto* text = static_cast<wchar_t*>(::CoTaskMemAlloc(chars * sizeof(wchar_t)));
   if (text == nullptr) return HrFromWin32(ERROR_NOT_ENOUGH_MEMORY);
   *value.Put() = text;
   if (::SetupGetStringFieldW(&line, fieldIndex, text, chars, &chars)) return S_OK;
-  const HRESULT hr = LastSetupError();
+  const HRESULT hr = HrFromLastError();
   value.Reset();
   return hr;
 }

@@ -14,6 +14,7 @@
 #include "mux/notifyob/inffile.h"
 #include "mux/notifyob/muxregistry.h"
 #include "mux/notifyob/notifylock.h"
+#include "mux/notifyob/notifysupport.h"
 #include "mux/notifyob/notifytrace.h"
 #include "platform/boundedtext.h"
 #include "platform/comtext.h"
@@ -113,10 +114,9 @@ void PrintText(const char* format, INetCfgComponent* component, Getter getter) n
   if (SUCCEEDED((component->*getter)(text.Put()))) PrintMessage(format, text.Get());
 }
 
-// Prints a component up to its id. True when it is the driver's protocol.
-bool PrintAndCompare(INetCfgComponent* component) noexcept {
+// Prints a component up to its id, and gives its GUID. True when it is the driver's protocol.
+bool PrintAndCompare(INetCfgComponent* component, GUID& guid) noexcept {
   PrintText("Display Name = %S\n", component, &INetCfgComponent::GetDisplayName);
-  GUID guid = {};
   if (SUCCEEDED(component->GetInstanceGuid(&guid))) {
     const BYTE* tail = guid.Data4;
     // Kept: no hyphen behind the fourth group.
@@ -196,6 +196,7 @@ HRESULT InstallNetComponentFromInf(INetCfg* netCfg, const wchar_t* componentId, 
   }
   ComPtr<INetCfgClassSetup> setup;
   HRESULT hr = netCfg->QueryNetCfgClass(classGuid, IID_PPV_ARGS(&setup));
+  if (SUCCEEDED(hr) && setup == nullptr) hr = E_FAIL;
   if (FAILED(hr)) return hr;
   OBO_TOKEN onBehalfOf = {};
   onBehalfOf.Type = OBO_USER;
@@ -210,16 +211,18 @@ HRESULT GetOurGuid(INetCfg* netCfg, GUID* instanceGuid, INetCfgComponent** compo
   ComPtr<INetCfgClass> networkClass;
   ComPtr<IEnumNetCfgComponent> components;
   HRESULT hr = netCfg->QueryNetCfgClass(&GUID_DEVCLASS_NET, IID_PPV_ARGS(&networkClass));
-  if (SUCCEEDED(hr)) hr = networkClass->EnumComponents(&components);
+  if (SUCCEEDED(hr) && networkClass != nullptr) hr = networkClass->EnumComponents(&components);
+  if (SUCCEEDED(hr) && components == nullptr) hr = E_FAIL;
   if (FAILED(hr)) {
     PrintMessage("Failed to get network component enumerator reference. Error=0x%x\n", hr);
     return hr;
   }
   components->Reset();
   ComPtr<INetCfgComponent> current;
-  while (components->Next(1, current.ReleaseAndGetAddressOf(), nullptr) == S_OK) {
-    if (PrintAndCompare(current.Get())) {
-      current->GetInstanceGuid(instanceGuid);
+  while (FetchNext(components.Get(), current)) {
+    GUID guid = {};
+    if (PrintAndCompare(current.Get(), guid)) {
+      *instanceGuid = guid;
       if (component != nullptr) *component = current.Detach();
       return S_OK;
     }

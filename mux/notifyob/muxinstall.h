@@ -7,13 +7,11 @@
 
 namespace qvrn {
 
-/// Index of the class that InstallMuxDriver installs into.
-enum class NetworkClass : DWORD { Client = 0, Service = 1, Transport = 2, Adapter = 3 };
-
 /// Installs the driver's protocol component from `infDirectory`\muxp.inf unless it is there, and copies mux_mp.inf to the
-/// driver store. S_OK; 0x80070057 without a directory or for a class index above 3; the setup API's error for an INF file
+/// driver store. `classIndex` is 0 for clients, 1 for services, 2 for transports, 3 for adapters. S_OK; 0x80070057 without a directory or for a class index above 3; the setup API's error for an INF file
 /// that cannot be read; NETCFG_E_NO_WRITE_LOCK 0x8004A024; or the failure of the installation. Nothing is rolled back.
-/// Prints what it does. Leaves COM uninitialised once more than it was found (kept: hosts protect their apartment).
+/// Prints what it does. On a thread of the multithreaded
+/// apartment COM is uninitialised once more than it was initialised (kept: hosts protect their apartment).
 HRESULT InstallMuxDriver(const wchar_t* infDirectory, DWORD classIndex) noexcept;
 
 /// Installs a component unless the network configuration has it already.

@@ -107,7 +107,7 @@ bool GetUpperComponent(INetCfgBindingInterface* bindingInterface, ComPtr<INetCfg
 
 bool FindMux(IEnumNetCfgBindingInterface* interfaces) noexcept {
   ComPtr<INetCfgBindingInterface> bindingInterface;
-  while (interfaces->Next(1, bindingInterface.ReleaseAndGetAddressOf(), nullptr) == S_OK) {
+  while (FetchNext(interfaces, bindingInterface)) {
     ComPtr<INetCfgComponent> component;
     TaskText id;
     if (!GetUpperComponent(bindingInterface.Get(), component, id) || ::_wcsicmp(id.Get(), kMuxProtocolId) != 0)
@@ -136,7 +136,7 @@ void EnableBindings(INetCfgComponent* adapter, BOOL enable) noexcept {
                 enable ? L"enabled" : L"disabled");
   } else {
     ComPtr<INetCfgBindingPath> path;
-    while (paths->Next(1, path.ReleaseAndGetAddressOf(), nullptr) == S_OK) SwitchPath(path.Get(), enable, backup);
+    while (FetchNext(paths.Get(), path)) SwitchPath(path.Get(), enable, backup);
     paths.Reset();
     RecordBackup(adapter, enable, backup);
   }

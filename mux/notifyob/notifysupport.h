@@ -6,11 +6,21 @@
 
 #include <netcfgx.h>
 
+#include <wrl/client.h>
+
 #include <memory>
 
 #include "mux/notifyob/muxregistry.h"
 
 namespace qvrn {
+
+/// The next element of one of the network configuration's enumerations. False at its end, and for a failure.
+template <typename Enumerator, typename Element>
+bool FetchNext(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element) noexcept {
+  ULONG fetched = 0;
+  return enumerator != nullptr && enumerator->Next(1, element.ReleaseAndGetAddressOf(), &fetched) == S_OK &&
+         element != nullptr;
+}
 
 /// Finds the network-class component with this instance GUID. S_OK: `*component` holds a reference. S_FALSE: there is
 /// none and `*component` is untouched. Otherwise the failure of the enumeration or of a component's GetInstanceGuid.

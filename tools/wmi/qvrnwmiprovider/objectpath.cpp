@@ -68,7 +68,7 @@ ReferenceDigits::ReferenceDigits(const wchar_t* path) noexcept {
       ++equalSigns;
     } else if (equalSigns == 2 && *character == L'"') {
       ++quotes;
-    } else if (equalSigns == 2 && quotes == 1 && *character >= L'0' && *character <= L'9') {
+    } else if (quotes == 1 && *character >= L'0' && *character <= L'9') {
       *end++ = *character;
     }
   }

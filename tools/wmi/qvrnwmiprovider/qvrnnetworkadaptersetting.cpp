@@ -75,6 +75,8 @@ HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className,
     if (!settingId.IsText() || CheckAdapterIndex(ToIndex(settingId.Text())) != ERROR_SUCCESS) continue;
     ComPtr<IWbemClassObject> instance;
     hr = BuildForAdapter(settingId.Text(), className, context, &instance);
+    settingId.Put();
+    configuration.Reset();
     if (hr != S_OK) continue;
     status = S_OK;
     sink->Indicate(1, instance.GetAddressOf());
