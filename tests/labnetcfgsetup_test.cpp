@@ -36,12 +36,6 @@ const std::wstring kAdapter = L"{00000007-0000-0000-0000-000000000000}";
 
 tests::Snapshot WholeRegistry() { return tests::TakeSnapshot(HKEY_LOCAL_MACHINE, {lab::kLabKey}); }
 
-std::wstring Id(INetCfgComponent* component) {
-  qvrn::TaskText id;
-  EXPECT_EQ(component->GetId(id.Put()), S_OK);
-  return id.Get();
-}
-
 ComPtr<INetCfgComponent> Install(const Session& session, const GUID& classGuid, const wchar_t* id) {
   OBO_TOKEN user = {};
   user.Type = OBO_USER;
@@ -214,40 +208,6 @@ TEST_F(LabNetCfgSetup, PathsLeadFromProtocolsToAdapters) {
     SCOPED_TRACE(row.flags);
     EXPECT_EQ(States(session, row.id, row.flags), row.states);
     EXPECT_EQ(States(other, row.id, row.flags), row.states) << "the same names for every session";
-  }
-}
-
-TEST_F(LabNetCfgSetup, PathsKnowTheirComponents) {
-  const Session session(true);
-  Install(session, kTransportClass, L"qvrn_muxp");
-  const Texts expected[] = {{L"ms_tcpip", L"ms_tcpip qvx4\\halvex_eth"},
-                            {L"ms_msclient", L"ms_msclient ms_tcpip", L"ms_tcpip qvx4\\halvex_eth"},
-                            {L"ms_server", L"ms_server ms_tcpip", L"ms_tcpip qvx4\\halvex_eth"},
-                            {L"qvrn_muxp", L"qvrn_muxp qvx4\\halvex_eth"}};
-  const auto paths = Paths(session, tests::Machine::kServed);
-  ASSERT_EQ(paths.size(), std::size(expected));
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    ComPtr<INetCfgComponent> owner;
-    ComPtr<IEnumNetCfgBindingInterface> interfaces;
-    ULONG depth = 0;
-    ASSERT_EQ(paths[i]->GetOwner(&owner), S_OK);
-    ASSERT_EQ(paths[i]->EnumBindingInterfaces(&interfaces), S_OK);
-    EXPECT_EQ(paths[i]->GetDepth(&depth), S_OK);
-    Texts found{Id(owner.Get())};
-    for (ComPtr<INetCfgBindingInterface> one; interfaces->Next(1, &one, nullptr) == S_OK;) {
-      ComPtr<INetCfgComponent> upper;
-      ComPtr<INetCfgComponent> lower;
-      ASSERT_EQ(one->GetUpperComponent(&upper), S_OK);
-      ASSERT_EQ(one->GetLowerComponent(&lower), S_OK);
-      found.push_back(Id(upper.Get()) + L" " + Id(lower.Get()));
-    }
-    EXPECT_EQ(found, expected[i]);
-    EXPECT_EQ(depth, found.size() - 1);
-    for (std::size_t j = 0; j < paths.size(); ++j) {
-      const bool isEnd = i == 0 && (j == 1 || j == 2);
-      EXPECT_EQ(paths[i]->IsSamePathAs(paths[j].Get()), i == j ? S_OK : S_FALSE) << i << j;
-      EXPECT_EQ(paths[i]->IsSubPathOf(paths[j].Get()), isEnd ? S_OK : S_FALSE) << i << j;
-    }
   }
 }
 

@@ -324,38 +324,6 @@ TEST_F(NamespaceTest, ShowsTheAdaptersOfTheMachine) {
                                        L"GUID=" + tests::Machine::InstanceId(120)}));
 }
 
-TEST_F(NamespaceTest, FindsAnAdapterByItsKey) {
-  m_machine.AddAdapter(7);
-  m_machine.AddAdapter(12);
-  EXPECT_HRESULT(S_OK, Get(L"Win32_NetworkAdapter.DeviceID=\"12\""));
-  EXPECT_HRESULT(S_OK, Get(L"Win32_NetworkAdapter=\"7\""));
-  EXPECT_HRESULT(WBEM_E_NOT_FOUND, Get(L"Win32_NetworkAdapter.DeviceID=\"8\""));
-}
-
-TEST_F(NamespaceTest, ReadsRegistryTextsForClients) {
-  m_machine.WriteText(L"SOFTWARE\\Some", L"Text", L"found");
-  m_machine.WriteNumber(L"SOFTWARE\\Some", L"Number", 1);
-  const ComPtr<IWbemClassObject> parameters = lab::MakeInstance(lab::FindClass(L"StdRegProv")->methods.front().in);
-  const struct {
-    const wchar_t* key;
-    const wchar_t* value;
-    std::vector<std::wstring> expected;
-  } rows[] = {{L"SOFTWARE\\Some", L"Text", {L"ReturnValue=0", L"sValue=found"}},
-              {L"SOFTWARE\\Some", L"Absent", {L"ReturnValue=2"}},
-              {L"SOFTWARE\\None", L"Text", {L"ReturnValue=2"}},
-              {L"SOFTWARE\\Some", L"Number", {L"ReturnValue=1630"}}};
-  for (const auto& row : rows) {
-    qvrn::Variant key(row.key);
-    qvrn::Variant value(row.value);
-    parameters->Put(L"sSubKeyName", 0, key.Get(), 0);
-    parameters->Put(L"sValueName", 0, value.Get(), 0);
-    ComPtr<IWbemClassObject> out;
-    ASSERT_HRESULT(S_OK, m_services->ExecMethod(Bstr(L"StdRegProv").Get(), Bstr(L"GetStringValue").Get(), 0, nullptr,
-                                                parameters.Get(), &out, nullptr));
-    EXPECT_EQ(TextsOf(out.Get(), {L"ReturnValue", L"sValue"}), row.expected);
-  }
-}
-
 /// What a provider finds after CoImpersonateClient: the token's level, 1 for one that cannot be opened.
 DWORD LevelOfThread() {
   qvrn::KernelHandle token;
