@@ -97,6 +97,19 @@ TEST_F(DriverInstallation, InstallsTheProtocolOnce) {
   EXPECT_THAT(tests::Changes(installed, m_machine.Registry()), IsEmpty());
 }
 
+// The lab's own driver package lies beside this program.
+TEST_F(DriverInstallation, TheLabsPackageNamesItsComponents) {
+  wchar_t program[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
+  const std::wstring path = program;
+  const std::wstring package = path.substr(0, path.rfind(L'\\')) + L"\\driver\\Vlan_lbfo\\";
+  for (const auto& [file, id] : {std::pair(L"muxp.inf", L"qvrn_muxp"), std::pair(L"mux_mp.inf", L"qvrn_muxmp")}) {
+    qvrn::TaskText componentId;
+    ASSERT_HRESULT(S_OK, qvrn::ReadInfComponentId((package + file).c_str(), componentId)) << file;
+    EXPECT_STREQ(componentId.Get(), id);
+  }
+}
+
 TEST_F(DriverInstallation, CallsTheNetworkConfigurationInOrder) {
   WriteDriver();
   m_machine.TakeNetworkCalls();
