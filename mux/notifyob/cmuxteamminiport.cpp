@@ -110,42 +110,19 @@ HRESULT CMuxTeamMiniport::DeInstall() noexcept {
   return hr;
 }
 
-HRESULT CMuxTeamMiniport::ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept {
-  NotifyTrace(kTraceFunction, L"-->CMuxVirtualMiniport::ApplyRegistryChanges.\n");
-  const bool changes = action == ActionAdd || action == ActionRemove;
-  const HRESULT hr = changes ? HrFromWin32(ChangeMember(action, *adapterGuid)) : S_OK;
-  NotifyTrace(kTraceFunction, L"<--CMuxVirtualMiniport::ApplyRegistryChanges(HRESULT = %x).\n", hr);
-  return hr;
+LONG CMuxTeamMiniport::AddDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept {
+  const auto write = [adapterKey](const wchar_t* name, const wchar_t* text) {
+    const auto bytes = static_cast<DWORD>((std::wcslen(text) + 1) * sizeof(wchar_t));
+    return ::RegSetValueExW(adapterKey, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), bytes);
+  };
+  const LONG status = write(kTeamDeviceName, deviceName);
+  if (status != ERROR_SUCCESS || !m_hasPrimaryAdapter) return status;
+  return write(kPrimaryAdapterGuid, GuidText(m_primaryAdapter).text);
 }
 
-LONG CMuxTeamMiniport::ChangeMember(RegistryAction action, const GUID& adapterGuid) noexcept {
-  wchar_t path[kMuxPathChars];
-  FormatText(path, L"%s\\%s", kAdaptersKey, GuidText(adapterGuid).text);
-  RegistryKey key;
-  LONG status = key.Create(HKEY_LOCAL_MACHINE, path, KEY_ALL_ACCESS);
-  if (status != ERROR_SUCCESS) {
-    NotifyTrace(kTraceError, L"   Failed to open the registry key: %s.\n", path);
-    return status;
-  }
-  const std::unique_ptr<wchar_t[]> entry = MakeDeviceName(GuidText(m_miniportGuid).text);
-  if (action == ActionAdd) {
-    if (entry == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
-    status = key.WriteText(kTeamDeviceName, entry.get());
-    if (status == ERROR_SUCCESS && m_hasPrimaryAdapter) {
-      status = key.WriteText(kPrimaryAdapterGuid, GuidText(m_primaryAdapter).text);
-    }
-    if (status != ERROR_SUCCESS) {
-      NotifyTrace(kTraceError, L"   Failed to save %s at %s\\%s.\n", entry.get(), path, kTeamDeviceName);
-    }
-    return status;
-  }
-  if (entry == nullptr) return status;
-  NotifyTrace(kTraceProgress, L"   Deleting %s at %s.\n", entry.get(), path);
-  status = key.DeleteValue(kTeamDeviceName);
-  if (status != ERROR_SUCCESS) {
-    NotifyTrace(kTraceError, L"   Failed to delete %s at %s\\%s.\n", entry.get(), path, kTeamDeviceName);
-  }
-  key.DeleteValue(kPrimaryAdapterGuid);
+LONG CMuxTeamMiniport::RemoveDeviceName(HKEY adapterKey, const wchar_t*) noexcept {
+  const LONG status = ::RegDeleteValueW(adapterKey, kTeamDeviceName);
+  ::RegDeleteValueW(adapterKey, kPrimaryAdapterGuid);
   return status;
 }
 

@@ -20,15 +20,18 @@ class CMuxTeamMiniport final : public CMuxVirtualMiniport {
   HRESULT InsertRegistryParams(INetCfgComponent* component) noexcept override;
   /// Also deletes the team's own key.
   HRESULT DeInstall() noexcept override;
-  /// Writes or deletes the adapter's TeamDeviceName and PrimaryAdapterGuid.
-  HRESULT ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept override;
 
   bool IsPrimaryAdapter(const GUID& adapterGuid) const noexcept;
+
+ protected:
+  /// A member's key names its team, and the team's primary adapter beside it.
+  const wchar_t* DeviceNameValue() const noexcept override { return kTeamDeviceName; }
+  LONG AddDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept override;
+  LONG RemoveDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept override;
 
  private:
   HRESULT FindInstalledTeam() noexcept;
   bool LoadMember(const RegistryKey& adapters, const wchar_t* adapterGuid) noexcept;
-  LONG ChangeMember(RegistryAction action, const GUID& adapterGuid) noexcept;
 
   wchar_t m_teamName[kTextChars] = {};
   DWORD m_teamType;

@@ -111,12 +111,12 @@ HRESULT CMuxVirtualMiniport::DeInstall() noexcept {
 HRESULT CMuxVirtualMiniport::ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept {
   NotifyTrace(kTraceFunction, L"-->CMuxVirtualMiniport::ApplyRegistryChanges.\n");
   const bool changes = action == ActionAdd || action == ActionRemove;
-  const HRESULT hr = changes ? HrFromWin32(ChangeUpperBindings(action, *adapterGuid)) : S_OK;
+  const HRESULT hr = changes ? HrFromWin32(ChangeAdapterKey(action, *adapterGuid)) : S_OK;
   NotifyTrace(kTraceFunction, L"<--CMuxVirtualMiniport::ApplyRegistryChanges(HRESULT = %x).\n", hr);
   return hr;
 }
 
-LONG CMuxVirtualMiniport::ChangeUpperBindings(RegistryAction action, const GUID& adapterGuid) noexcept {
+LONG CMuxVirtualMiniport::ChangeAdapterKey(RegistryAction action, const GUID& adapterGuid) noexcept {
   wchar_t path[kMuxPathChars];
   FormatText(path, L"%s\\%s", kAdaptersKey, GuidText(adapterGuid).text);
   RegistryKey key;
@@ -128,19 +128,27 @@ LONG CMuxVirtualMiniport::ChangeUpperBindings(RegistryAction action, const GUID&
   const std::unique_ptr<wchar_t[]> entry = MakeDeviceName(GuidText(m_miniportGuid).text);
   if (action == ActionAdd) {
     if (entry == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
-    status = AddToUpperBindings(key.Get(), entry.get());
+    status = AddDeviceName(key.Get(), entry.get());
     if (status != ERROR_SUCCESS) {
-      NotifyTrace(kTraceError, L"   Failed to save %s at %s\\%s.\n", entry.get(), path, kUpperBindings);
+      NotifyTrace(kTraceError, L"   Failed to save %s at %s\\%s.\n", entry.get(), path, DeviceNameValue());
     }
     return status;
   }
   if (entry == nullptr) return status;
   NotifyTrace(kTraceProgress, L"   Deleting %s at %s.\n", entry.get(), path);
-  status = RemoveFromUpperBindings(key.Get(), entry.get());
+  status = RemoveDeviceName(key.Get(), entry.get());
   if (status != ERROR_SUCCESS) {
-    NotifyTrace(kTraceError, L"   Failed to delete %s at %s\\%s.\n", entry.get(), path, kUpperBindings);
+    NotifyTrace(kTraceError, L"   Failed to delete %s at %s\\%s.\n", entry.get(), path, DeviceNameValue());
   }
   return status;
+}
+
+LONG CMuxVirtualMiniport::AddDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept {
+  return AddToUpperBindings(adapterKey, deviceName);
+}
+
+LONG CMuxVirtualMiniport::RemoveDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept {
+  return RemoveFromUpperBindings(adapterKey, deviceName);
 }
 
 void CMuxVirtualMiniport::GetMiniportGUID(GUID* miniportGuid) const noexcept {

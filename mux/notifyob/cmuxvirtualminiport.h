@@ -33,8 +33,8 @@ class CMuxVirtualMiniport {
   /// Removes the instance. S_FALSE when there is none.
   virtual HRESULT DeInstall() noexcept;
 
-  /// Adds the miniport's device name to the adapter's UpperBindings, or removes it from there.
-  virtual HRESULT ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept;
+  /// Adds the miniport's device name to the adapter's key, or removes it from there; where, the kind of miniport says.
+  HRESULT ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept;
 
   /// Number and name of a VLAN; empty for any other miniport.
   virtual const wchar_t* VlanId() const noexcept { return L""; }
@@ -45,12 +45,17 @@ class CMuxVirtualMiniport {
  protected:
   INetCfg* NetCfg() const noexcept { return m_netCfg.Get(); }
 
+  /// The value of the adapter's key that holds the device name: UpperBindings, unless overridden.
+  virtual const wchar_t* DeviceNameValue() const noexcept { return kUpperBindings; }
+  virtual LONG AddDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept;
+  virtual LONG RemoveDeviceName(HKEY adapterKey, const wchar_t* deviceName) noexcept;
+
   GUID m_miniportGuid = {};
 
  private:
   HRESULT InstallInstance(INetCfgClassSetup* setup) noexcept;
   HRESULT CompleteInstance(INetCfgComponent* component) noexcept;
-  LONG ChangeUpperBindings(RegistryAction action, const GUID& adapterGuid) noexcept;
+  LONG ChangeAdapterKey(RegistryAction action, const GUID& adapterGuid) noexcept;
 
   Microsoft::WRL::ComPtr<INetCfg> m_netCfg;
 };
