@@ -70,13 +70,23 @@ LSTATUS RegistryKey::EnumerateText(DWORD index, wchar_t (&name)[kTextChars],
   return status;
 }
 
+LSTATUS RegistryKey::ValueBytes(const wchar_t* name, DWORD& bytes) const noexcept {
+  return ::RegQueryValueExW(m_key, name, nullptr, nullptr, nullptr, &bytes);
+}
+
 LSTATUS RegistryKey::ReadMultiString(const wchar_t* name, std::vector<wchar_t>& text, std::size_t& chars) const {
   DWORD bytes = 0;
   chars = 0;
-  LSTATUS status = ::RegQueryValueExW(m_key, name, nullptr, nullptr, nullptr, &bytes);
-  if (status != ERROR_SUCCESS) return status;
+  const LSTATUS status = ValueBytes(name, bytes);
+  return status == ERROR_SUCCESS ? ReadMultiString(name, bytes, text, chars) : status;
+}
+
+LSTATUS RegistryKey::ReadMultiString(const wchar_t* name, DWORD bytes, std::vector<wchar_t>& text,
+                                     std::size_t& chars) const {
+  chars = 0;
   text.assign(bytes / sizeof(wchar_t) + 3, L'\0');
-  status = ::RegQueryValueExW(m_key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(text.data()), &bytes);
+  const LSTATUS status =
+      ::RegQueryValueExW(m_key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(text.data()), &bytes);
   if (status != ERROR_SUCCESS) return status;
   chars = bytes / sizeof(wchar_t);
   std::fill(text.begin() + static_cast<std::ptrdiff_t>(chars), text.end(), L'\0');

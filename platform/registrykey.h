@@ -60,9 +60,13 @@ class RegistryKey {
   /// Name and text of the value at `index` (RegEnumValueW), read by the rules of ReadText.
   LSTATUS EnumerateText(DWORD index, wchar_t (&name)[kTextChars], wchar_t (&text)[kTextChars]) const noexcept;
 
+  /// Size of a value's data (RegQueryValueExW).
+  LSTATUS ValueBytes(const wchar_t* name, DWORD& bytes) const noexcept;
   /// Reads a multi-string as characters, whatever its stored type: an odd last byte is left out and two terminators are
   /// appended, so that every walk over the result ends. `chars` receives the number of characters stored.
   LSTATUS ReadMultiString(const wchar_t* name, std::vector<wchar_t>& text, std::size_t& chars) const;
+  /// The same for a value whose size is known.
+  LSTATUS ReadMultiString(const wchar_t* name, DWORD bytes, std::vector<wchar_t>& text, std::size_t& chars) const;
 
   /// Writes REG_SZ with its terminator.
   LSTATUS WriteText(const wchar_t* name, const wchar_t* text) const noexcept;

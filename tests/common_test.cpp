@@ -86,7 +86,7 @@ TEST_F(CommonTest, AHostWithTextsGetsTheMessages) {
   EXPECT_TRUE(qvrn::FormatResourceMessage(Message::RequiredValueMissing, out, inserts));
   EXPECT_EQ(out, L"Missing: InstalledPath");
   qvrn::ShowMessage(Message::RequiredValueMissing, inserts);
-  qvrn::ShowFormattedError(Message::RequiredValueMissing, L"min");
+  qvrn::ShowFormattedError(Message::RequiredValueMissing, {L"min"});
   qvrn::ShowHexError(Message::RegistryKeyUnusable, 0x80004005);
   qvrn::ShowSystemError(Message::RegistryKeyUnusable, 0x2FFFFFFF);  // no system text
   qvrn::ShowSystemError(Message::RegistryKeyUnusable, ERROR_FILE_NOT_FOUND);
@@ -103,7 +103,7 @@ TEST_F(CommonTest, AHostWithTextsGetsTheMessages) {
 TEST_F(CommonTest, NoBoxIsShownWhereNobodyCouldDismissIt) {
   CarryTexts();
   tests::SetWindowStationVisible(false);
-  qvrn::ShowFormattedError(Message::RequiredValueMissing, L"min");
+  qvrn::ShowFormattedError(Message::RequiredValueMissing, {L"min"});
   EXPECT_THAT(tests::TakeMessageBoxes(), IsEmpty());
 }
 

@@ -35,7 +35,7 @@ HRESULT CMuxVlanMiniport::LoadConfiguration() noexcept {
 
 HRESULT CMuxVlanMiniport::InsertRegistryParams(INetCfgComponent* component) noexcept {
   RegistryKey key;
-  const HRESULT hr = NameAndOpen(component, L"Quorvane Virtual Miniport Driver - VLAN ", m_vlanName, key.Put());
+  const HRESULT hr = NameAndOpen(component, kVlanDevicePrefix, m_vlanName, key.Put());
   if (FAILED(hr)) return hr;
   key.WriteBytes(kVlanId, REG_SZ, m_vlanId, sizeof m_vlanId);
   key.WriteBytes(kVlanName, REG_SZ, m_vlanName, sizeof m_vlanName);

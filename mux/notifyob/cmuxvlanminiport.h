@@ -1,15 +1,9 @@
 #pragma once
 
 #include "mux/notifyob/cmuxvirtualminiport.h"
+#include "mux/notifyob/vlantexts.h"
 
 namespace qvrn {
-
-/// What makes a VLAN: number and priority in decimal text. Borrowed; each may be null.
-struct VlanTexts {
-  const wchar_t* id;
-  const wchar_t* name;
-  const wchar_t* priority;
-};
 
 /// The virtual miniport of one VLAN.
 class CMuxVlanMiniport final : public CMuxVirtualMiniport {

@@ -93,7 +93,7 @@ LONG ReadOrCreateValue(CInstanceKey& instanceKey, const wchar_t* name, const wch
 // Reads a value that a description cannot do without. False after a report and an assertion.
 bool ReadRequired(const RegistryKey& descriptor, const wchar_t* name, ParameterText& text) noexcept {
   if (descriptor.ReadText(name, text) == ERROR_SUCCESS) return true;
-  ShowFormattedError(Message::RequiredValueMissing, name);
+  ShowFormattedError(Message::RequiredValueMissing, {name});
   QVRN_CHECK(false, "0", kSource);
   return false;
 }

@@ -171,10 +171,9 @@ void ShowHexError(Message id, DWORD code) noexcept {
   ShowMessage(id, inserts);
 }
 
-void ShowFormattedError(Message id, const wchar_t* insert) noexcept try {
+void ShowFormattedError(Message id, std::initializer_list<const wchar_t*> inserts) noexcept try {
   std::wstring text;
-  const wchar_t* const inserts[] = {insert};
-  FormatResourceMessage(id, text, inserts);
+  FormatResourceMessage(id, text, inserts.begin());
   ShowErrorBox(nullptr, text.c_str(), MB_ICONERROR);
 } catch (const std::bad_alloc&) {
   ShowErrorBox(nullptr, L"", MB_ICONERROR);

@@ -7,6 +7,7 @@
 #include <wtypes.h>
 
 #include <cstddef>
+#include <initializer_list>
 #include <string>
 
 namespace qvrn {
@@ -22,7 +23,17 @@ enum class Message : WORD {
   RegistryKeyUnusable = 121,
   RequiredValueMissing = 122,
   RegistryValueUnusable = 123,
+  DriverInstallFailed = 124,
+  VlanTextMissing = 125,
+  VlanNameTaken = 126,
+  VlanNumberTaken = 127,
+  VlanNameAndNumberTaken = 128,
   SystemCallFailed = 137,
+  VlanNumberOutOfRange = 138,
+  NetworkConfigurationLocked = 150,
+  VlanNotRemoved = 151,
+  VlanNotAdded = 153,
+  AdapterAddressesUnavailable = 163,
 };
 
 /// Loads entry `id` of the module's string table. Frees and replaces what `out` holds; false (and null) for a null
@@ -41,8 +52,8 @@ void ShowSystemError(Message id, DWORD code) noexcept;
 /// Shows "0x" and the code in upper-case hexadecimal as the template's insert.
 void ShowHexError(Message id, DWORD code) noexcept;
 
-/// Formats the template with one insert and shows the text, empty while there is no resource module, in an error box.
-void ShowFormattedError(Message id, const wchar_t* insert) noexcept;
+/// Formats the template with its inserts and shows the text, empty while there is no resource module, in an error box.
+void ShowFormattedError(Message id, std::initializer_list<const wchar_t*> inserts = {}) noexcept;
 
 /// MessageBoxW with the caption "Error". Every box of the system goes through here: nothing is shown when nobody could
 /// dismiss it, that is unless the process's window station is visible.

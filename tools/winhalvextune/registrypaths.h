@@ -14,6 +14,12 @@ inline constexpr wchar_t kInstanceKeyFormat[] = L"%s\\%04d";
 /// instance GUID.
 inline constexpr wchar_t kDriverAdaptersKey[] = L"SYSTEM\\CurrentControlSet\\Services\\MUXP\\Parameters\\Adapters\\";
 
+/// The product's own key.
+inline constexpr wchar_t kProductKey[] = L"SOFTWARE\\Quorvane";
+
+/// Of the product's key: its folder, with the trailing backslash.
+inline constexpr wchar_t kInstalledPath[] = L"InstalledPath";
+
 /// Of an instance key: the adapter's instance GUID in braces.
 inline constexpr wchar_t kNetCfgInstanceId[] = L"NetCfgInstanceId";
 

@@ -7,9 +7,6 @@
 
 namespace qvrn {
 
-/// WBEM_FLAG_DIRECT_READ | WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY: how the handlers query the service.
-inline constexpr LONG kQueryFlags = WBEM_FLAG_DIRECT_READ | WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY;
-
 /// Ends a request: the final status to the sink, and as the result.
 HRESULT FinishRequest(IWbemObjectSink* sink, HRESULT status) noexcept;
 

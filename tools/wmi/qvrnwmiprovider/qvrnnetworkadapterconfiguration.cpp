@@ -10,6 +10,7 @@
 #include "tools/winhalvextune/registrypaths.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
 #include "tools/wmi/qvrnwmiprovider/utils.h"
+#include "tools/wmi/qvrnwmiprovider/wmiquery.h"
 
 namespace qvrn {
 namespace {
@@ -202,28 +203,14 @@ HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_
 HRESULT QvrnNetworkAdapterConfiguration::CreateInstanceEnumAsync(const BSTR className, LONG, IWbemContext* context,
                                                                  IWbemObjectSink* sink) noexcept try {
   if (sink == nullptr || className == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
-  const Bstr language(L"WQL");
-  const Bstr query(L"SELECT * FROM Win32_NetworkAdapter");
-  ComPtr<IEnumWbemClassObject> adapters;
-  const HRESULT hr = m_namespace->ExecQuery(language.Get(), query.Get(), kQueryFlags, nullptr, &adapters);
-  if (FAILED(hr) || adapters == nullptr) return WBEM_E_NOT_FOUND;
   HRESULT status = WBEM_E_NOT_FOUND;
-  for (;;) {
-    ComPtr<IWbemClassObject> adapter;
-    ULONG returned = 0;
-    adapters->Next(static_cast<LONG>(WBEM_INFINITE), 1, &adapter, &returned);
-    if (returned == 0 || adapter == nullptr) break;
-    Variant deviceId;
-    adapter->Get(L"DeviceID", 0, deviceId.Put(), nullptr, nullptr);
-    adapter.Reset();
-    if (!deviceId.IsText()) continue;
+  const HRESULT queried = ForEachNetworkAdapter(m_namespace, [&](const wchar_t* deviceId) {
     ComPtr<IWbemClassObject> instance;
-    if (FAILED(BuildConfigurationInstance(deviceId.Text(), className, context, &instance))) continue;
+    if (FAILED(BuildConfigurationInstance(deviceId, className, context, &instance))) return;
     status = S_OK;
     sink->Indicate(1, instance.GetAddressOf());
-  }
-  adapters.Reset();
-  return FinishRequest(sink, status);
+  });
+  return FAILED(queried) ? static_cast<HRESULT>(WBEM_E_NOT_FOUND) : FinishRequest(sink, status);
 } catch (...) {
   return FinishRequest(sink, WbemResultFromCurrentException());
 }

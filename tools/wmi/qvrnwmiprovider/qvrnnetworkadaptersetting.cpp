@@ -8,6 +8,7 @@
 #include "platform/comtext.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
 #include "tools/wmi/qvrnwmiprovider/utils.h"
+#include "tools/wmi/qvrnwmiprovider/wmiquery.h"
 
 namespace qvrn {
 namespace {
@@ -58,30 +59,23 @@ HRESULT QvrnNetworkAdapterSetting::BuildForAdapter(const wchar_t* index, const w
 HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className, LONG, IWbemContext* context,
                                                            IWbemObjectSink* sink) noexcept try {
   if (sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
-  const Bstr language(L"WQL");
-  const Bstr query(L"SELECT * FROM QvrnEN_NetworkAdapterConfiguration");
-  ComPtr<IEnumWbemClassObject> configurations;
-  HRESULT hr = m_namespace->ExecQuery(language.Get(), query.Get(), kQueryFlags, nullptr, &configurations);
-  if (FAILED(hr) || configurations == nullptr) return WBEM_E_INVALID_PARAMETER;
   HRESULT status = WBEM_E_NOT_FOUND;
-  for (;;) {
-    ComPtr<IWbemClassObject> configuration;
-    ULONG returned = 0;
-    configurations->Next(static_cast<LONG>(WBEM_INFINITE), 1, &configuration, &returned);
-    if (returned == 0 || configuration == nullptr) break;
+  const auto link = [&](ComPtr<IWbemClassObject> configuration) {
     Variant settingId;
-    hr = configuration->Get(L"SettingID", 0, settingId.Put(), nullptr, nullptr);
+    HRESULT hr = configuration->Get(L"SettingID", 0, settingId.Put(), nullptr, nullptr);
     QVRN_CHECK_HRESULT(hr, kSource);
-    if (!settingId.IsText() || CheckAdapterIndex(ToIndex(settingId.Text())) != ERROR_SUCCESS) continue;
+    if (!settingId.IsText() || CheckAdapterIndex(ToIndex(settingId.Text())) != ERROR_SUCCESS) return;
     ComPtr<IWbemClassObject> instance;
     hr = BuildForAdapter(settingId.Text(), className, context, &instance);
     settingId.Put();
     configuration.Reset();
-    if (hr != S_OK) continue;
+    if (hr != S_OK) return;
     status = S_OK;
     sink->Indicate(1, instance.GetAddressOf());
+  };
+  if (FAILED(ForEachInstance(m_namespace, L"SELECT * FROM QvrnEN_NetworkAdapterConfiguration", link))) {
+    return WBEM_E_INVALID_PARAMETER;
   }
-  configurations.Reset();
   return FinishRequest(sink, status);
 } catch (...) {
   return FinishRequest(sink, WbemResultFromCurrentException());

@@ -10,6 +10,7 @@
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
 #include "tools/wmi/qvrnwmiprovider/qvrnnetworkadapterconfiguration.h"
 #include "tools/wmi/qvrnwmiprovider/qvrnnetworkadaptersetting.h"
+#include "tools/wmi/qvrnwmiprovider/qvrnvlan.h"
 
 namespace qvrn {
 
@@ -40,6 +41,7 @@ struct ServedClass {
 constexpr ServedClass kServedClasses[] = {
     {QvrnNetworkAdapterConfiguration::kClassName, &HandlerSingleton<QvrnNetworkAdapterConfiguration>::GetOrCreate},
     {QvrnNetworkAdapterSetting::kClassName, &HandlerSingleton<QvrnNetworkAdapterSetting>::GetOrCreate},
+    {QvrnVlan::kClassName, &HandlerSingleton<QvrnVlan>::GetOrCreate},
 };
 
 using NameBuffer = std::unique_ptr<wchar_t[]>;

@@ -42,7 +42,7 @@ class QvrnWmiProvider final : public UnsupportedServices, public IWbemProviderIn
 
  private:
   // One served class each, see the table in the source file.
-  static constexpr std::size_t kClasses = 2;
+  static constexpr std::size_t kClasses = 3;
 
   template <typename HandlerFinder, typename HandlerCall>
   HRESULT Route(const RequestRules& rules, IWbemObjectSink* sink, const HandlerFinder& find,

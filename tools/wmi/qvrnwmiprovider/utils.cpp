@@ -149,6 +149,16 @@ void FormatObjectPath(wchar_t* buffer, std::size_t size, const wchar_t* classNam
   ::StringCchPrintfW(buffer, size, L"%s.%s=\"%s\"", className, keyName, keyValue);
 }
 
+std::unique_ptr<CVlanDlg> OpenVlanEngine(DWORD index) {
+  if (CheckAdapterIndex(index) != ERROR_SUCCESS) return nullptr;
+  wchar_t path[kPathChars];
+  FormatText(path, kInstanceKeyFormat, kNetworkClassKey, index);
+  auto engine = std::make_unique<CVlanDlg>(path);
+  if (!engine->Prepare()) return nullptr;
+  engine->List().RefreshLinkStates();
+  return engine;
+}
+
 HRESULT FindParentAdapterIndex(const wchar_t* instanceId, wchar_t* buffer, std::size_t size) noexcept try {
   if (buffer == nullptr || size == 0) return S_OK;
   buffer[0] = L'\0';

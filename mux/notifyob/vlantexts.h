@@ -1,0 +1,12 @@
+#pragma once
+
+namespace qvrn {
+
+/// What makes a VLAN: number and priority in decimal text. Borrowed; each may be null.
+struct VlanTexts {
+  const wchar_t* id;
+  const wchar_t* name;
+  const wchar_t* priority;
+};
+
+}  // namespace qvrn

@@ -1,0 +1,227 @@
+#include "tools/winhalvextune/cvlandlg.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <new>
+#include <vector>
+
+#include "mux/notifyob/muxinstall.h"
+#include "mux/notifyob/muxregistry.h"
+#include "mux/notifyob/notify.h"
+#include "mux/notifyob/notifylock.h"
+#include "platform/assertion.h"
+#include "platform/hresult.h"
+#include "tools/winhalvextune/common.h"
+#include "tools/winhalvextune/cvlankeysearch.h"
+#include "tools/winhalvextune/registrypaths.h"
+
+namespace qvrn {
+
+void (*g_helpHook)(const wchar_t* topic) = nullptr;
+
+namespace {
+
+constexpr char kSource[] = "cvlandlg";
+// Joined to the installation folder as it stands, which therefore ends in a backslash.
+constexpr wchar_t kPackageFolder[] = L"Vlan_lbfo";
+constexpr std::size_t kDevicePrefixChars = 8;
+constexpr DWORD kTransports = 2;
+constexpr LONG kLeastVlanId = 1;
+constexpr LONG kMostVlanId = 4095;
+
+// Tells the help hook, where there is one, of the begin and the end of a change.
+class HelpTopic {
+ public:
+  explicit HelpTopic(const wchar_t* topic) noexcept { Tell(topic); }
+  HelpTopic(const HelpTopic&) = delete;
+  HelpTopic& operator=(const HelpTopic&) = delete;
+  ~HelpTopic() { Tell(L"VlanHelp"); }
+
+ private:
+  static void Tell(const wchar_t* topic) noexcept {
+    if (g_helpHook != nullptr) g_helpHook(topic);
+  }
+};
+
+void DebugTrace(const wchar_t* line) noexcept { ::OutputDebugStringW(line); }
+
+bool Fits(const wchar_t* text) noexcept { return std::wcslen(text) < kTextChars; }
+
+bool OpenForQuery(RegistryKey& key, const wchar_t* path) noexcept {
+  const LSTATUS status = key.Open(HKEY_LOCAL_MACHINE, path, KEY_QUERY_VALUE);
+  if (status == ERROR_SUCCESS) return true;
+  ShowSystemError(Message::RegistryKeyUnusable, static_cast<DWORD>(status));
+  QVRN_CHECK(false, "0", kSource);
+  return false;
+}
+
+template <std::size_t Size>
+bool ReadRequired(const RegistryKey& key, const wchar_t* name, wchar_t (&field)[Size]) noexcept {
+  if (key.ReadText(name, field) == ERROR_SUCCESS) return true;
+  ShowFormattedError(Message::RequiredValueMissing, {name});
+  return false;
+}
+
+}  // namespace
+
+CVlanDlg::CVlanDlg(const wchar_t* instanceKeyPath) noexcept { CopyText(m_instanceKeyPath, instanceKeyPath); }
+
+CVlanDlg::~CVlanDlg() {
+  if (!m_mutex) return;
+  m_mutex.Reset();
+  DebugTrace(L"Mutex is Closed \n");
+}
+
+bool CVlanDlg::Prepare() noexcept try {
+  if (!ReadInstanceId() || !ReadPackageDirectory()) return false;
+  RegistryKey adapters;
+  const LSTATUS status = adapters.Open(HKEY_LOCAL_MACHINE, kDriverAdaptersKey, KEY_QUERY_VALUE);
+  m_isDriverInstalled = status == ERROR_SUCCESS;
+  QVRN_CHECK(m_isDriverInstalled || status == ERROR_FILE_NOT_FOUND, "0", kSource);
+  adapters.Close();
+  return m_isDriverInstalled ? ReadBindings() : status == ERROR_FILE_NOT_FOUND;
+} catch (const std::bad_alloc&) {
+  QVRN_CHECK(false, "0", kSource);
+  return false;
+}
+
+bool CVlanDlg::ReadInstanceId() noexcept {
+  RegistryKey key;
+  return OpenForQuery(key, m_instanceKeyPath) && ReadRequired(key, kNetCfgInstanceId, m_instanceId);
+}
+
+bool CVlanDlg::ReadPackageDirectory() noexcept {
+  RegistryKey key;
+  if (!OpenForQuery(key, kProductKey) || !ReadRequired(key, kInstalledPath, m_packageDirectory)) return false;
+  const HRESULT hr = AppendText(m_packageDirectory, kPackageFolder);
+  QVRN_CHECK_HRESULT(hr, kSource);
+  return true;
+}
+
+// The VLANs above the adapter; none where the driver does not know it. Throws std::bad_alloc.
+bool CVlanDlg::ReadBindings() {
+  wchar_t path[kPathChars];
+  FormatText(path, L"%s%s", kDriverAdaptersKey, m_instanceId);
+  RegistryKey adapter;
+  if (adapter.Open(HKEY_LOCAL_MACHINE, path, KEY_QUERY_VALUE) != ERROR_SUCCESS) return true;
+  DWORD bytes = 0;
+  if (adapter.ValueBytes(kUpperBindings, bytes) == ERROR_FILE_NOT_FOUND) return true;
+  QVRN_CHECK(bytes > 0, "DataSize > 0", kSource);
+  std::vector<wchar_t> strings;
+  std::size_t chars = 0;
+  if (adapter.ReadMultiString(kUpperBindings, bytes, strings, chars) != ERROR_SUCCESS) {
+    ShowFormattedError(Message::RequiredValueMissing, {kUpperBindings});
+    QVRN_CHECK(false, "0", kSource);
+    return false;
+  }
+  adapter.Close();
+  QVRN_CHECK(bytes != 0, "DataSize != 0", kSource);
+  m_isBound = true;
+  AddBoundVlans(strings.data(), static_cast<LONG>(chars));
+  return true;
+}
+
+// Each string is a device name: a prefix and the miniport's instance GUID. The data ends in a terminator of its own, or
+// the walk ends with an assertion; it never leaves the data, behind which two more terminators lie.
+void CVlanDlg::AddBoundVlans(const wchar_t* strings, LONG chars) noexcept {
+  CVlanKeySearch search;
+  while (chars > 1) {
+    const std::size_t length = std::wcslen(strings);
+    if (length >= kDevicePrefixChars) m_list.Add(strings + kDevicePrefixChars, search);
+    strings += length + 1;
+    chars -= static_cast<LONG>(length + 1);
+  }
+  QVRN_CHECK(chars == 1, "DataLen == 1", kSource);
+}
+
+bool CVlanDlg::SetVlanParams(const wchar_t* editedId, const VlanTexts& texts) noexcept {
+  if (!Fits(texts.name) || !Fits(texts.id) || !Fits(texts.priority)) return false;
+  CopyText(m_editedId, editedId);
+  CopyText(m_vlanName, texts.name);
+  CopyText(m_vlanId, texts.id);
+  CopyText(m_priority, texts.priority);
+  return true;
+}
+
+bool CVlanDlg::IsPending(const VlanTexts& texts) const noexcept {
+  return std::wcscmp(texts.id, m_vlanId) == 0 && std::wcscmp(texts.name, m_vlanName) == 0 &&
+         std::wcscmp(texts.priority, m_priority) == 0;
+}
+
+bool CVlanDlg::ValidateVlanInput(const VlanTexts& texts) noexcept {
+  if (*texts.name == L'\0' || *texts.id == L'\0') {
+    ShowFormattedError(Message::VlanTextMissing);
+    return false;
+  }
+  if (!IsPending(texts)) {
+    m_isModified = true;
+    const bool isNameTaken = m_list.IsNameTaken(texts.name, m_editedId);
+    if (m_list.IsVlanIdTaken(texts.id, m_editedId)) {
+      ShowFormattedError(isNameTaken ? Message::VlanNameAndNumberTaken : Message::VlanNumberTaken);
+      return false;
+    }
+    if (isNameTaken) {
+      ShowFormattedError(Message::VlanNameTaken);
+      return false;
+    }
+  }
+  const LONG id = ::_wtoi(texts.id);
+  if (id >= kLeastVlanId && id <= kMostVlanId) return true;
+  ShowFormattedError(Message::VlanNumberOutOfRange, {L"1", L"4095"});
+  return false;
+}
+
+bool CVlanDlg::AddVlan() noexcept {
+  const HelpTopic topic(L"AddVlan");
+  DebugTrace(L"Try install vlan driver\n");
+  if (!InstallDriver()) return true;
+  DebugTrace(L"Finish install vlan driver\n");
+  DebugTrace(L"Start -Adding new VLAN\n");
+  wchar_t newId[kGuidChars] = {};
+  if (FAILED(ConfigureVlanMiniport(m_instanceId, newId, true, m_vlanId, m_vlanName, m_priority))) {
+    ShowFormattedError(Message::VlanNotAdded);
+    return true;
+  }
+  DebugTrace(L"Finish -Adding new VLAN\n");
+  bool bRet = m_list.Add(newId, {m_vlanId, m_vlanName, m_priority});
+  QVRN_CHECK(bRet, "bRet == true", kSource);
+  bRet = RestartAdapter();
+  QVRN_CHECK(bRet, "bRet == true", kSource);
+  return true;
+}
+
+// On every add: the installer finds out by itself that the driver is there.
+bool CVlanDlg::InstallDriver() const noexcept {
+  const HRESULT hr = InstallMuxDriver(m_packageDirectory, kTransports);
+  if (SUCCEEDED(hr)) return true;
+  if (hr == kNoWriteLock) {
+    ShowFormattedError(Message::NetworkConfigurationLocked);
+  } else if (hr == HrFromWin32(ERROR_FILE_NOT_FOUND)) {
+    ShowFormattedError(Message::DriverInstallFailed, {L"Missing INF file...."});
+  } else {
+    ShowSystemError(Message::DriverInstallFailed, static_cast<DWORD>(hr));
+  }
+  return false;
+}
+
+bool CVlanDlg::RemoveVlan(const wchar_t* instanceId) noexcept {
+  const HelpTopic topic(L"RemoveVlan");
+  // A copy: the notify core takes a buffer, which it fills on an add.
+  wchar_t id[kGuidChars];
+  CopyText(id, instanceId);
+  if (ConfigureVlanMiniport(m_instanceId, id, false, L"", L"", L"") != S_OK) {
+    ShowFormattedError(Message::VlanNotRemoved);
+    return true;
+  }
+  bool bRet = m_list.Remove(id);
+  QVRN_CHECK(bRet, "bRet == true", kSource);
+  if (m_list.Count() != 0) return true;
+  // Only the last VLAN's end changes what is bound to the adapter itself.
+  bRet = RestartAdapter();
+  QVRN_CHECK(bRet, "bRet == true", kSource);
+  return true;
+}
+
+bool CVlanDlg::RestartAdapter() const noexcept { return qvrn::RestartAdapter(m_instanceId); }
+
+}  // namespace qvrn

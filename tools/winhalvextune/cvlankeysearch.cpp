@@ -1,0 +1,86 @@
+#include "tools/winhalvextune/cvlankeysearch.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <utility>
+
+#include "platform/assertion.h"
+#include "tools/winhalvextune/common.h"
+#include "tools/winhalvextune/registrypaths.h"
+
+namespace qvrn {
+namespace {
+
+constexpr char kSource[] = "cvlanlist";
+
+void ReportUnusableKey(LSTATUS status) noexcept {
+  ShowSystemError(Message::RegistryKeyUnusable, static_cast<DWORD>(status));
+  QVRN_CHECK(false, "0", kSource);
+}
+
+}  // namespace
+
+RegistryKey CVlanKeySearch::Find(const wchar_t* instanceId) {
+  Instance* found = FindVisited(instanceId);
+  while (found == nullptr && VisitNext()) {
+    if (std::wcscmp(m_visited.back().id, instanceId) == 0) found = &m_visited.back();
+  }
+  if (found == nullptr) {
+    ReportEnd();
+    return {};
+  }
+  if (!found->key) {
+    const LSTATUS status = OpenInstance(*found);
+    if (status != ERROR_SUCCESS) ReportUnusableKey(status);
+  }
+  return std::move(found->key);
+}
+
+CVlanKeySearch::Instance* CVlanKeySearch::FindVisited(const wchar_t* instanceId) noexcept {
+  const auto found = std::find_if(m_visited.begin(), m_visited.end(), [instanceId](const Instance& instance) {
+    return std::wcscmp(instance.id, instanceId) == 0;
+  });
+  return found == m_visited.end() ? nullptr : &*found;
+}
+
+bool CVlanKeySearch::OpenClass() noexcept {
+  if (m_classKey) return true;
+  m_status = m_classKey.Open(HKEY_LOCAL_MACHINE, kNetworkClassKey, KEY_READ);
+  if (m_status != ERROR_SUCCESS) {
+    m_end = End::KeyUnusable;
+    return false;
+  }
+  m_classKey.CountSubkeys(m_subkeys);
+  if (m_subkeys == 0) m_end = End::NoInstances;
+  return m_subkeys != 0;
+}
+
+// Visits instances up to the next that has an id. False at the end.
+bool CVlanKeySearch::VisitNext() {
+  if (m_end != End::NotReached || !OpenClass()) return false;
+  while (m_next < m_subkeys) {
+    Instance instance = {};
+    m_classKey.SubkeyName(m_next++, instance.name);
+    m_status = OpenInstance(instance);
+    if (m_status != ERROR_SUCCESS) {
+      m_end = End::KeyUnusable;
+      return false;
+    }
+    if (instance.key.ReadText(kNetCfgInstanceId, instance.id) != ERROR_SUCCESS) continue;
+    m_visited.push_back(std::move(instance));
+    return true;
+  }
+  m_end = End::AllVisited;
+  return false;
+}
+
+LSTATUS CVlanKeySearch::OpenInstance(Instance& instance) const noexcept {
+  return instance.key.Open(m_classKey.Get(), instance.name, KEY_ALL_ACCESS);
+}
+
+void CVlanKeySearch::ReportEnd() const noexcept {
+  if (m_end == End::KeyUnusable) ReportUnusableKey(m_status);
+  if (m_end == End::AllVisited) QVRN_CHECK(false, "0", kSource);
+}
+
+}  // namespace qvrn

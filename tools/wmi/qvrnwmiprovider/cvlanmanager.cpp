@@ -1,0 +1,97 @@
+#include "tools/wmi/qvrnwmiprovider/cvlanmanager.h"
+
+#include <cstdlib>
+#include <cwchar>
+
+#include "platform/assertion.h"
+#include "platform/boundedtext.h"
+#include "tools/wmi/qvrnwmiprovider/utils.h"
+#include "tools/wmi/qvrnwmiprovider/wmiquery.h"
+
+namespace qvrn {
+namespace {
+
+constexpr char kSource[] = "cvlanmanager";
+// What people search logs for when a VLAN was created and then not found.
+constexpr unsigned kNotCreatedLine = 83;
+
+constexpr std::size_t kDecimalChars = 12;
+
+struct Decimal {
+  wchar_t text[kDecimalChars];
+
+  explicit Decimal(LONG number) noexcept { ::_itow(number, text, 10); }
+};
+
+bool IsPendingText(const wchar_t* text) noexcept {
+  return text != nullptr && *text != L'\0' && std::wcslen(text) < kTextChars;
+}
+
+DWORD ToIndex(const wchar_t* decimal) noexcept { return static_cast<DWORD>(::_wtoi(decimal)); }
+
+}  // namespace
+
+CVlanManager::CVlanManager(const wchar_t* deviceId)
+    : m_adapterIndex(ToIndex(deviceId)), m_engine(OpenVlanEngine(m_adapterIndex)) {}
+
+CVlanManager::KeyState CVlanManager::Exists(const wchar_t* key) const noexcept {
+  if (key == nullptr || *key == L'\0') return KeyState::NoKey;
+  const CVlanList* list = List();
+  return list != nullptr && list->Find(key) != nullptr ? KeyState::Found : KeyState::Unknown;
+}
+
+bool CVlanManager::SetPending(const wchar_t* key, const VlanTexts& texts) noexcept {
+  return IsPendingText(texts.name) && IsPendingText(texts.id) && IsPendingText(texts.priority) &&
+         m_engine->SetVlanParams(key, texts);
+}
+
+bool CVlanManager::Create(const wchar_t* name, LONG number, LONG priority) noexcept {
+  if (m_engine == nullptr) return false;
+  const Decimal numberText(number);
+  const Decimal priorityText(priority);
+  const VlanTexts texts = {numberText.text, name, priorityText.text};
+  m_engine->SetVlanParams(L"", {L"", L"", L""});
+  if (!m_engine->ValidateVlanInput(texts)) return true;
+  if (!SetPending(L"", texts) || !m_engine->AddVlan()) return false;
+  if (List()->FindByVlanId(texts.id) != nullptr) return true;
+  ReportAssertion("0", kSource, kNotCreatedLine);
+  return false;
+}
+
+bool CVlanManager::Update(const wchar_t* key, const wchar_t* name, LONG number, LONG priority) {
+  if (m_engine == nullptr) return false;
+  const Decimal numberText(number);
+  const Decimal priorityText(priority);
+  const VlanTexts texts = {numberText.text, name, priorityText.text};
+  CVlanList& list = m_engine->List();
+  // The stored values make the checks compare with them and leave this VLAN out.
+  return SetPending(key, {list.VlanIdOf(key), list.NameOf(key), list.PriorityOf(key)}) &&
+         m_engine->ValidateVlanInput(texts) && list.Write(key, texts);
+}
+
+bool CVlanManager::Remove(const wchar_t* key) noexcept { return m_engine != nullptr && m_engine->RemoveVlan(key); }
+
+bool CVlanManager::RestartAdapter() const noexcept { return m_engine != nullptr && m_engine->RestartAdapter(); }
+
+HRESULT ForEachVlanManager(IWbemServices* wmiNamespace,
+                           const std::function<void(CVlanManager&, const wchar_t*)>& visit) {
+  return ForEachNetworkAdapter(wmiNamespace, [&visit](const wchar_t* deviceId) {
+    if (CheckAdapterIndex(ToIndex(deviceId)) != ERROR_SUCCESS) return;
+    CVlanManager manager(deviceId);
+    visit(manager, deviceId);
+  });
+}
+
+LONG RemoveAllVlans(IWbemServices* wmiNamespace) {
+  HRESULT removed = S_OK;
+  const HRESULT queried = ForEachVlanManager(wmiNamespace, [&removed](CVlanManager& manager, const wchar_t*) {
+    const CVlanList* list = manager.List();
+    while (list != nullptr && list->Count() != 0) {
+      if (!manager.Remove(list->InstanceIdAt(0))) removed = E_FAIL;
+    }
+    manager.RestartAdapter();
+  });
+  return SUCCEEDED(queried) && SUCCEEDED(removed) ? 0 : 1;
+}
+
+}  // namespace qvrn

@@ -1,0 +1,20 @@
+// How the handlers ask the service for instances.
+#pragma once
+
+#include <wrl/client.h>
+
+#include <functional>
+
+#include "platform/wmi.h"
+
+namespace qvrn {
+
+/// Visits each instance that a WQL query gives, one at a time. The result is the failure of the query, or S_OK; what
+/// comes after an instance that cannot be fetched is left out. Throws what `visit` throws, and std::bad_alloc.
+HRESULT ForEachInstance(IWbemServices* wmiNamespace, const wchar_t* query,
+                        const std::function<void(Microsoft::WRL::ComPtr<IWbemClassObject>)>& visit);
+
+/// Visits the DeviceID of each Win32_NetworkAdapter; one whose DeviceID is not a text is left out.
+HRESULT ForEachNetworkAdapter(IWbemServices* wmiNamespace, const std::function<void(const wchar_t* deviceId)>& visit);
+
+}  // namespace qvrn
