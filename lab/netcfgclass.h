@@ -1,5 +1,5 @@
-// INetCfgClass with INetCfgClassSetup: the components of one class. EnumComponents and FindComponent of INetCfg give the
-// same.
+// INetCfgClass with INetCfgClassSetup: the components of one class. EnumComponents and FindComponent of INetCfg give
+// the same.
 #pragma once
 
 #include <windows.h>

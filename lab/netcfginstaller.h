@@ -8,8 +8,8 @@
 namespace lab {
 
 /// Installs what the lab knows by that id, of that class. The VLAN driver's miniport is a new device each time; its
-/// protocol exists once, and installing it again gives the one that is there. `component` becomes a part of the session.
-/// SPAPI_E_NO_DRIVER_SELECTED for an id that the class does not know. A failure leaves nothing behind.
+/// protocol exists once, and installing it again gives the one that is there. `component` becomes a part of the
+/// session. SPAPI_E_NO_DRIVER_SELECTED for an id that the class does not know. A failure leaves nothing behind.
 HRESULT InstallComponent(NetCfgSession& session, const NetworkClass& networkClass, LPCWSTR id,
                          ComponentPointer& component);
 

@@ -2,8 +2,8 @@
 // driver's to no miniport of its own; clients and services bind to every transport but the VLAN driver's.
 //
 // Paths are enabled until somebody disables them; those through the VLAN driver are disabled until somebody enables
-// them. What differs from that is a REG_DWORD, 0 or 1, named by the path's token, in the subkey "Linkage" of the instance
-// key of the path's lowest component, so that it lives as long as that component.
+// them. What differs from that is a REG_DWORD, 0 or 1, named by the path's token, in the subkey "Linkage" of the
+// instance key of the path's lowest component, so that it lives as long as that component.
 #pragma once
 
 #include <windows.h>

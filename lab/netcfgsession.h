@@ -40,7 +40,8 @@ class NetCfgSession {
   NetCfgSession();
 
   /// Serves `body` unless a failure is due or `needs` is not met, and records "METHOD(ARGUMENTS) = 0xRESULT".
-  /// Arguments are numbers, texts and GUIDs; a name that ends in a parenthesis brings its own. Out-parameters must be cleared before: nothing else sets them on failure.
+  /// Arguments are numbers, texts and GUIDs; a name that ends in a parenthesis brings its own. Out-parameters must be
+  /// cleared before: nothing else sets them on failure.
   template <typename Body, typename... Arguments>
   HRESULT Call(const wchar_t* method, Needs needs, Body&& body, const Arguments&... arguments) noexcept try {
     HRESULT hr = S_OK;

@@ -8,6 +8,7 @@
 #include <strsafe.h>
 
 #include <cstddef>
+#include <cwchar>
 
 namespace qvrn {
 
@@ -17,6 +18,9 @@ inline constexpr std::size_t kPathChars = 260;
 inline constexpr std::size_t kTextChars = 100;
 /// Size of a buffer for a braced instance GUID.
 inline constexpr std::size_t kGuidChars = 40;
+
+/// Equal character by character.
+inline bool SameText(const wchar_t* one, const wchar_t* other) noexcept { return std::wcscmp(one, other) == 0; }
 
 /// StringCchCopyW into a whole array.
 template <std::size_t Size>

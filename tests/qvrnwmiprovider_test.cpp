@@ -149,7 +149,7 @@ TEST_F(ProviderTest, RefusesLevelsMethodByMethod) {
     EXPECT_EQ(m_provider.Get(kPath7, row.level).Text() != kDenied, row.others) << row.level;
     EXPECT_EQ(m_provider.Put(instance.Get(), 0, row.level).Text() != kDenied, row.others) << row.level;
     EXPECT_EQ(m_provider.Delete(kPath7, row.level).Text() != kDenied, row.others) << row.level;
-    EXPECT_EQ(m_provider.Method(kPath7, L"Run", row.level).Text() != kDenied, row.others) << row.level;
+    EXPECT_EQ(m_provider.Method(kPath7, L"Run", nullptr, row.level).Text() != kDenied, row.others) << row.level;
   }
   EXPECT_EQ(m_provider.Get(kPath7, 1).Text(), "0x00000000, sink 0x00000000 0x00000000");
 }

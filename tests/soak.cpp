@@ -1,6 +1,6 @@
 // qvrnsoak enumerations|vlans ROUNDS: enumerates, or adds and removes a VLAN, again and again, and compares what the
-// process holds after the first fifty rounds with what it holds at the end: handles, live COM objects, busy bytes of every
-// heap; and what the registry says.
+// process holds after the first fifty rounds with what it holds at the end: handles, live COM objects, busy bytes of
+// every heap; and what the registry says.
 #include <netcfgx.h>
 #include <objbase.h>
 
@@ -49,8 +49,8 @@ std::size_t BusyBytes(HANDLE heap) {
   return bytes;
 }
 
-// Handles that are open. The platform's own count is 0 on the test bed, so every number that a handle may have is tried;
-// free numbers are used again, lowest first.
+// Handles that are open. The platform's own count is 0 on the test bed, so every number that a handle may have is
+// tried; free numbers are used again, lowest first.
 DWORD OpenHandles() {
   DWORD open = 0;
   DWORD flags = 0;

@@ -37,8 +37,8 @@ class CMuxPhysicalAdapter {
   /// miniport; otherwise the result of its DeInstall.
   HRESULT RemoveMiniport(const GUID* miniportGuid) noexcept;
 
-  /// Records added and removed miniports in the adapter's UpperBindings; ActionRemove deletes the adapter's key as well.
-  /// Always S_OK.
+  /// Records added and removed miniports in the adapter's UpperBindings; ActionRemove deletes the adapter's key as
+  /// well. Always S_OK.
   HRESULT ApplyRegistryChanges(RegistryAction action) noexcept;
 
   /// Whether a VLAN above the adapter has this name or this number, as text without regard to case. A team has neither.

@@ -13,8 +13,8 @@ class CMuxTeamMiniport final : public CMuxVirtualMiniport {
   /// The name is copied, cut to 99 characters, unless it is null.
   CMuxTeamMiniport(INetCfg* netCfg, const GUID* miniportGuid, const wchar_t* teamName, DWORD teamType) noexcept;
 
-  /// Collects the adapters whose TeamDeviceName names this team, its name and type, and its primary adapter. E_FAIL when
-  /// there is no member.
+  /// Collects the adapters whose TeamDeviceName names this team, its name and type, and its primary adapter. E_FAIL
+  /// when there is no member.
   HRESULT LoadConfiguration() noexcept override;
   /// Writes name and type to the instance's parameter key, and a key of the team's own below the driver's adapters.
   HRESULT InsertRegistryParams(INetCfgComponent* component) noexcept override;

@@ -23,8 +23,8 @@ class CMuxVirtualMiniport {
   /// Reads what the registry holds of this miniport.
   virtual HRESULT LoadConfiguration() noexcept;
 
-  /// Installs a new instance, applies, learns its GUID and writes its parameters. A failure after the installation takes
-  /// the instance away again; the result is the first failure.
+  /// Installs a new instance, applies, learns its GUID and writes its parameters. A failure after the installation
+  /// takes the instance away again; the result is the first failure.
   virtual HRESULT Install() noexcept;
 
   /// Writes the parameters of a new instance.

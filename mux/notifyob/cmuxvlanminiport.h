@@ -8,7 +8,8 @@ namespace qvrn {
 /// The virtual miniport of one VLAN.
 class CMuxVlanMiniport final : public CMuxVirtualMiniport {
  public:
-  /// The texts are copied, cut to 99 characters each, when none of them is null; otherwise LoadConfiguration fills them.
+  /// The texts are copied, cut to 99 characters each, when none of them is null; otherwise LoadConfiguration fills
+  /// them.
   CMuxVlanMiniport(INetCfg* netCfg, const GUID* miniportGuid, const VlanTexts& texts) noexcept;
 
   /// Reads the three values from the instance's parameter key, up to the first that cannot be read.

@@ -33,8 +33,9 @@ inline constexpr wchar_t kTeamGuid[] = L"TeamGuid";
 /// Below the parameter key of a physical adapter: path tokens of the bindings that the first VLAN replaced.
 inline constexpr wchar_t kBindingBackup[] = L"AdapterBindingBackup";
 
-/// Name of a VLAN miniport's device, before the VLAN's name; also the name of a VLAN without one.
+/// Name of a VLAN miniport's device, before the VLAN's name.
 inline constexpr wchar_t kVlanDevicePrefix[] = L"Quorvane Virtual Miniport Driver - VLAN ";
+/// Name of a VLAN that has none.
 inline constexpr wchar_t kDefaultVlanName[] = L"Quorvane Virtual Miniport Driver";
 
 /// What ApplyRegistryChanges records.

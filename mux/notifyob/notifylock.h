@@ -24,8 +24,8 @@ HRESULT OpenNetCfg(bool writeLock, const LockPatience& patience, const wchar_t* 
 /// The way of the notify core: three attempts.
 HRESULT AcquireNetCfg(BOOL writeLock, const wchar_t* clientName, INetCfg** netCfg, wchar_t** lockedBy) noexcept;
 
-/// Uninitialises, gives up the write lock, waits a while when somebody else takes it at once, and releases `netCfg`. The
-/// last result.
+/// Uninitialises, gives up the write lock, waits a while when somebody else takes it at once, and releases `netCfg`.
+/// The last result.
 HRESULT ReleaseNetCfg(INetCfg* netCfg, BOOL hasWriteLock) noexcept;
 
 /// The notify core's client name.

@@ -26,10 +26,10 @@ bool FetchNext(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element)
 /// none and `*component` is untouched. Otherwise the failure of the enumeration or of a component's GetInstanceGuid.
 HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept;
 
-/// Reads a value of the component's parameter key into a buffer of 4096 bytes; larger values are refused although larger
-/// ones can be written (kept). Results: S_OK with the size read; the failure
-/// of OpenParamKey; E_INVALIDARG for an absent value; E_ABORT for an empty or unreadable one; E_OUTOFMEMORY for a too
-/// large one. On failure `*sizeBytes` is 0 and the first four bytes of the buffer are zero.
+/// Reads a value of the component's parameter key into a buffer of 4096 bytes; larger values are refused although
+/// larger ones can be written (kept). Results: S_OK with the size read; the failure of OpenParamKey; E_INVALIDARG for
+/// an absent value; E_ABORT for an empty or unreadable one; E_OUTOFMEMORY for a too large one. On failure `*sizeBytes`
+/// is 0 and the first four bytes of the buffer are zero.
 HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
                            DWORD* sizeBytes) noexcept;
 

@@ -14,8 +14,8 @@ inline constexpr int kTraceFunction = 5;  ///< entry and exit
 /// OutputDebugStringW. Levels from 6 on are dropped; nothing else filters.
 void NotifyTrace(int level, const wchar_t* format, ...) noexcept;
 
-/// Writes to standard output by the platform's narrow rules (%S takes wide text). Everything that the system prints goes
-/// through here.
+/// Writes to standard output by the platform's narrow rules (%S takes wide text). Everything that the system prints
+/// goes through here.
 void PrintMessage(const char* format, ...) noexcept;
 
 /// Waits; the only waits of the system besides those for the write lock.

@@ -2,7 +2,8 @@
 
 namespace qvrn {
 
-/// What makes a VLAN: number and priority in decimal text. Borrowed; each may be null.
+/// What makes a VLAN: number and priority in decimal text. Borrowed. Never null, but for where a function
+/// says so.
 struct VlanTexts {
   const wchar_t* id;
   const wchar_t* name;

@@ -1,5 +1,8 @@
 #include "tests/support/imports.h"
 
+#include <winsock2.h>
+
+#include <iphlpapi.h>
 #include <oleauto.h>
 #include <setupapi.h>
 
@@ -21,6 +24,11 @@ std::atomic<std::size_t> g_failingBytes{0};
 std::wstring g_failingText;
 std::atomic<const wchar_t*> g_failingValue{nullptr};
 std::atomic<int> g_failingTextSkip{-1};
+std::atomic<const wchar_t*> g_failingPath{nullptr};
+std::atomic<unsigned> g_registryOpens{0};
+std::vector<std::pair<std::string, bool>> g_interfaces;
+std::atomic<ULONG> g_addressesStatus{ERROR_SUCCESS};
+std::atomic<unsigned> g_addressesCalls{0};
 
 template <typename Function>
 Function RealFunction(const wchar_t* module, const char* name) {
@@ -75,15 +83,42 @@ LSTATUS WINAPI SetRegistryValue(HKEY key, const wchar_t* name, DWORD reserved, D
   return real(key, name, reserved, type, data, bytes);
 }
 
+LSTATUS WINAPI OpenRegistryKey(HKEY key, const wchar_t* path, DWORD options, REGSAM access, HKEY* result) {
+  static const auto real = RealFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW");
+  ++g_registryOpens;
+  const wchar_t* failing = g_failingPath;
+  if (failing != nullptr && path != nullptr && std::wcscmp(failing, path) == 0) return ERROR_ACCESS_DENIED;
+  return real(key, path, options, access, result);
+}
+
 }  // namespace
 
 extern "C" {
+decltype(&::RegOpenKeyExW) __imp_RegOpenKeyExW = OpenRegistryKey;
 decltype(&::OutputDebugStringW) __imp_OutputDebugStringW = RecordDebugOutput;
 decltype(&::MessageBoxW) __imp_MessageBoxW = RecordMessageBox;
 decltype(&::GetUserObjectInformationW) __imp_GetUserObjectInformationW = AnswerUserObject;
 decltype(&::SetupDiSetClassInstallParamsW) __imp_SetupDiSetClassInstallParamsW = AcceptClassInstallParams;
 decltype(&::RegSetValueExW) __imp_RegSetValueExW = SetRegistryValue;
 decltype(&::SysAllocString) __imp_SysAllocString = AllocateText;
+}
+
+// Called through the function itself, as its header does not import it.
+extern "C" ULONG WINAPI GetAdaptersAddresses(ULONG, ULONG, void*, IP_ADAPTER_ADDRESSES* buffer, ULONG* size) {
+  ++g_addressesCalls;
+  if (g_addressesStatus != ERROR_SUCCESS && g_addressesStatus != ERROR_BUFFER_OVERFLOW) return g_addressesStatus;
+  const ULONG needed = static_cast<ULONG>(g_interfaces.size() * sizeof *buffer);
+  if (g_addressesStatus == ERROR_BUFFER_OVERFLOW || *size < needed) {
+    *size = needed + sizeof *buffer;
+    return ERROR_BUFFER_OVERFLOW;
+  }
+  for (std::size_t index = 0; index < g_interfaces.size(); ++index) {
+    buffer[index] = {};
+    buffer[index].AdapterName = g_interfaces[index].first.data();
+    buffer[index].OperStatus = g_interfaces[index].second ? IfOperStatusUp : IfOperStatusDown;
+    buffer[index].Next = index + 1 < g_interfaces.size() ? buffer + index + 1 : nullptr;
+  }
+  return ERROR_SUCCESS;
 }
 
 void* operator new(std::size_t bytes) {
@@ -114,5 +149,17 @@ FailingRegistryWrite::FailingRegistryWrite(const wchar_t* name) noexcept {
   g_failingValue = name == nullptr ? L"" : name;
 }
 FailingRegistryWrite::~FailingRegistryWrite() { g_failingValue = nullptr; }
+
+FailingRegistryOpen::FailingRegistryOpen(const wchar_t* path) noexcept { g_failingPath = path; }
+FailingRegistryOpen::~FailingRegistryOpen() { g_failingPath = nullptr; }
+
+unsigned TakeRegistryOpens() { return g_registryOpens.exchange(0); }
+
+void AnswerAddresses(std::vector<std::pair<std::string, bool>> interfaces, ULONG status) {
+  g_interfaces = std::move(interfaces);
+  g_addressesStatus = status;
+}
+
+unsigned TakeAddressesCalls() { return g_addressesCalls.exchange(0); }
 
 }  // namespace tests

@@ -1,11 +1,12 @@
-// Imports of the platform that this test program answers itself: the libraries under test are linked in, so their import
-// pointers can be defined here. What is not told otherwise goes to the platform.
+// Imports of the platform that this test program answers itself: the libraries under test are linked in, so their
+// import pointers can be defined here. What is not told otherwise goes to the platform.
 #pragma once
 
 #include <windows.h>
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tests {
@@ -48,5 +49,22 @@ class FailingRegistryWrite {
   FailingRegistryWrite(const FailingRegistryWrite&) = delete;
   FailingRegistryWrite& operator=(const FailingRegistryWrite&) = delete;
 };
+
+/// While it lives, RegOpenKeyExW of this path fails with ERROR_ACCESS_DENIED.
+class FailingRegistryOpen {
+ public:
+  explicit FailingRegistryOpen(const wchar_t* path) noexcept;
+  ~FailingRegistryOpen();
+  FailingRegistryOpen(const FailingRegistryOpen&) = delete;
+  FailingRegistryOpen& operator=(const FailingRegistryOpen&) = delete;
+};
+
+/// How often RegOpenKeyExW was called since the last question.
+unsigned TakeRegistryOpens();
+
+/// From now on GetAdaptersAddresses lists these interfaces by name, each up or down, or fails with `status`.
+void AnswerAddresses(std::vector<std::pair<std::string, bool>> interfaces, ULONG status = ERROR_SUCCESS);
+/// How often it was called since the last question.
+unsigned TakeAddressesCalls();
 
 }  // namespace tests

@@ -1,5 +1,5 @@
-// A machine of a test's own: HKEY_LOCAL_MACHINE is redirected to a fresh key for as long as it lives, and lab and product
-// see nothing else.
+// A machine of a test's own: HKEY_LOCAL_MACHINE is redirected to a fresh key for as long as it lives, and lab and
+// product see nothing else.
 #pragma once
 
 #include <windows.h>

@@ -150,12 +150,13 @@ Outcome Provider::Delete(const wchar_t* path, DWORD level) const {
              level);
 }
 
-Outcome Provider::Method(const wchar_t* path, const wchar_t* method, DWORD level) const {
+Outcome Provider::Method(const wchar_t* path, const wchar_t* method, IWbemClassObject* inParameters,
+                         DWORD level) const {
   const Bstr text(path);
   const Bstr name(method);
   return Run(
       [&](IWbemServices* services, IWbemObjectSink* sink) {
-        return services->ExecMethodAsync(text.Get(), name.Get(), 0, nullptr, nullptr, sink);
+        return services->ExecMethodAsync(text.Get(), name.Get(), 0, nullptr, inParameters, sink);
       },
       level);
 }

@@ -75,7 +75,8 @@ class Provider {
   Outcome Get(const wchar_t* path, DWORD level = 3) const;
   Outcome Put(IWbemClassObject* instance, LONG flags = 0, DWORD level = 3) const;
   Outcome Delete(const wchar_t* path, DWORD level = 3) const;
-  Outcome Method(const wchar_t* path, const wchar_t* method, DWORD level = 3) const;
+  Outcome Method(const wchar_t* path, const wchar_t* method, IWbemClassObject* inParameters = nullptr,
+                 DWORD level = 3) const;
 
   IWbemServices* Services() const { return m_services.Get(); }
 

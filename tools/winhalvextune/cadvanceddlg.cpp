@@ -19,8 +19,6 @@ constexpr wchar_t kHiddenGroup[] = L"None";
 // What a value that cannot be read counts as. A stored -1 is taken for it (kept: such an adapter has no model).
 constexpr LONG kUnreadable = -1;
 
-bool SameText(const wchar_t* one, const wchar_t* other) noexcept { return std::wcscmp(one, other) == 0; }
-
 void ReportStatus(Message id, LSTATUS status) noexcept { ShowSystemError(id, static_cast<DWORD>(status)); }
 
 void Append(wchar_t (&path)[kPathChars], const wchar_t* text) noexcept {

@@ -4,8 +4,8 @@
 #include <oleauto.h>
 #include <setupapi.h>
 
-#include <algorithm>
 #include <memory>
+#include <new>
 
 #include <wrl/client.h>
 
@@ -28,6 +28,9 @@ constexpr wchar_t kErrorCaption[] = L"Error";
 constexpr DWORD kNeutralLanguage = MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT);
 constexpr std::size_t kMessageChars = 512;
 constexpr std::size_t kHexChars = 12;
+constexpr DWORD kLockTimeoutMs = 5;
+constexpr wchar_t kLockClient[] = L"MY CLIENT";
+constexpr std::size_t kDeviceNodeChars = 200;
 
 struct LocalFreer {
   void operator()(wchar_t* text) const noexcept { ::LocalFree(text); }
@@ -68,10 +71,6 @@ bool WindowStationIsVisible() noexcept {
   return ::GetUserObjectInformationW(::GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof flags, nullptr) &&
          (flags.dwFlags & WSF_VISIBLE) != 0;
 }
-
-constexpr DWORD kLockTimeoutMs = 5;
-constexpr wchar_t kLockClient[] = L"MY CLIENT";
-constexpr std::size_t kDeviceNodeChars = 200;
 
 // One short session on the network configuration under the write lock, with `action` on the component. Every step runs
 // whatever became of the one before: a dismissed assertion has said so already.
@@ -177,6 +176,12 @@ void ShowFormattedError(Message id, std::initializer_list<const wchar_t*> insert
   ShowErrorBox(nullptr, text.c_str(), MB_ICONERROR);
 } catch (const std::bad_alloc&) {
   ShowErrorBox(nullptr, L"", MB_ICONERROR);
+}
+
+void ShowPlainError(Message id) noexcept {
+  Bstr text;
+  LoadResourceString(*text.Put(), g_hResourceModule, static_cast<WORD>(id));
+  ShowErrorBox(nullptr, text.Get() == nullptr ? L"" : text.Get(), MB_ICONERROR);
 }
 
 void ShowErrorBox(HWND owner, const wchar_t* text, UINT style) noexcept {

@@ -55,6 +55,9 @@ void ShowHexError(Message id, DWORD code) noexcept;
 /// Formats the template with its inserts and shows the text, empty while there is no resource module, in an error box.
 void ShowFormattedError(Message id, std::initializer_list<const wchar_t*> inserts = {}) noexcept;
 
+/// Shows the template as it stands, without inserts, in an error box; empty while there is no resource module.
+void ShowPlainError(Message id) noexcept;
+
 /// MessageBoxW with the caption "Error". Every box of the system goes through here: nothing is shown when nobody could
 /// dismiss it, that is unless the process's window station is visible.
 void ShowErrorBox(HWND owner, const wchar_t* text, UINT style) noexcept;
@@ -67,10 +70,10 @@ LONG IntegerLog2(LONG value) noexcept;
 /// 2 to the power `exponent` for 0..30, otherwise 0.
 LONG PowerOfTwo(LONG exponent) noexcept;
 
+// --- Adapters ------------------------------------------------------------------------------------------------------
+
 /// Where the network configuration object may be created.
 inline constexpr DWORD kAnyServer = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
-
-// --- Adapters ------------------------------------------------------------------------------------------------------
 
 /// Gives the display name to the network component with this instance GUID text. True whatever happened.
 bool RenameVlanComponent(const wchar_t* instanceId, const wchar_t* displayName) noexcept;

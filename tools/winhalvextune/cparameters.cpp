@@ -17,8 +17,6 @@ namespace {
 constexpr char kSource[] = "cparameters";
 constexpr std::size_t kDecimalChars = 12;
 
-bool SameText(const wchar_t* one, const wchar_t* other) noexcept { return std::wcscmp(one, other) == 0; }
-
 bool OpenForWriting(CInstanceKey& instanceKey) noexcept {
   const LSTATUS status = instanceKey.Open(KEY_WRITE);
   if (status == ERROR_SUCCESS) return true;

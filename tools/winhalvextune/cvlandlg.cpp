@@ -1,6 +1,6 @@
 #include "tools/winhalvextune/cvlandlg.h"
 
-#include <algorithm>
+#include <cstdlib>
 #include <cwchar>
 #include <new>
 #include <vector>
@@ -144,24 +144,23 @@ bool CVlanDlg::SetVlanParams(const wchar_t* editedId, const VlanTexts& texts) no
 }
 
 bool CVlanDlg::IsPending(const VlanTexts& texts) const noexcept {
-  return std::wcscmp(texts.id, m_vlanId) == 0 && std::wcscmp(texts.name, m_vlanName) == 0 &&
-         std::wcscmp(texts.priority, m_priority) == 0;
+  return SameText(texts.id, m_vlanId) && SameText(texts.name, m_vlanName) && SameText(texts.priority, m_priority);
 }
 
 bool CVlanDlg::ValidateVlanInput(const VlanTexts& texts) noexcept {
   if (*texts.name == L'\0' || *texts.id == L'\0') {
-    ShowFormattedError(Message::VlanTextMissing);
+    ShowPlainError(Message::VlanTextMissing);
     return false;
   }
   if (!IsPending(texts)) {
     m_isModified = true;
     const bool isNameTaken = m_list.IsNameTaken(texts.name, m_editedId);
     if (m_list.IsVlanIdTaken(texts.id, m_editedId)) {
-      ShowFormattedError(isNameTaken ? Message::VlanNameAndNumberTaken : Message::VlanNumberTaken);
+      ShowPlainError(isNameTaken ? Message::VlanNameAndNumberTaken : Message::VlanNumberTaken);
       return false;
     }
     if (isNameTaken) {
-      ShowFormattedError(Message::VlanNameTaken);
+      ShowPlainError(Message::VlanNameTaken);
       return false;
     }
   }
@@ -206,7 +205,8 @@ bool CVlanDlg::InstallDriver() const noexcept {
 
 bool CVlanDlg::RemoveVlan(const wchar_t* instanceId) noexcept {
   const HelpTopic topic(L"RemoveVlan");
-  // A copy: the notify core takes a buffer, which it fills on an add.
+  // A copy: the caller's text may be that of the entry which goes, and the notify core takes a buffer. Longer text than
+  // a GUID names nothing, cut or not.
   wchar_t id[kGuidChars];
   CopyText(id, instanceId);
   if (ConfigureVlanMiniport(m_instanceId, id, false, L"", L"", L"") != S_OK) {

@@ -14,8 +14,8 @@ namespace qvrn {
 /// "VlanHelp" when it ends. Never set in the provider.
 extern void (*g_helpHook)(const wchar_t* topic);
 
-/// The VLAN engine of one physical adapter: its VLANs, checks of new values, and the changes themselves. For one request
-/// and one thread.
+/// The VLAN engine of one physical adapter: its VLANs, checks of new values, and the changes themselves. For one
+/// request and one thread.
 class CVlanDlg {
  public:
   /// `instanceKeyPath` is relative to HKEY_LOCAL_MACHINE.
@@ -28,15 +28,15 @@ class CVlanDlg {
   /// True also where there is no driver. False after a report.
   bool Prepare() noexcept;
 
-  /// Stores the pending values and the VLAN that is being edited (empty for a new one). False, with nothing stored, when a
-  /// text has 100 characters or more.
+  /// Stores the pending values and the VLAN that is being edited (empty for a new one). False, with nothing stored,
+  /// when a text has 100 characters or more.
   bool SetVlanParams(const wchar_t* editedId, const VlanTexts& texts) noexcept;
   /// Whether the values can be given to the VLAN being edited: none missing, name and number not another VLAN's, number
   /// from 1 to 4095. The priority is not looked at (kept: the notify core refuses it).
   bool ValidateVlanInput(const VlanTexts& texts) noexcept;
 
-  /// Installs the driver where it is missing and creates a VLAN with the pending values. True whatever happened: the list
-  /// tells.
+  /// Installs the driver where it is missing and creates a VLAN with the pending values. True whatever happened: the
+  /// list tells.
   bool AddVlan() noexcept;
   /// Removes a VLAN of the adapter. True whatever happened: the list tells.
   bool RemoveVlan(const wchar_t* instanceId) noexcept;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <utility>
 
 #include "platform/assertion.h"
 #include "tools/winhalvextune/common.h"
@@ -11,6 +10,7 @@
 namespace qvrn {
 namespace {
 
+// Reports as the list whose look-ups these are.
 constexpr char kSource[] = "cvlanlist";
 
 void ReportUnusableKey(LSTATUS status) noexcept {
@@ -21,25 +21,22 @@ void ReportUnusableKey(LSTATUS status) noexcept {
 }  // namespace
 
 RegistryKey CVlanKeySearch::Find(const wchar_t* instanceId) {
-  Instance* found = FindVisited(instanceId);
-  while (found == nullptr && VisitNext()) {
-    if (std::wcscmp(m_visited.back().id, instanceId) == 0) found = &m_visited.back();
-  }
-  if (found == nullptr) {
-    ReportEnd();
-    return {};
-  }
-  if (!found->key) {
-    const LSTATUS status = OpenInstance(*found);
+  RegistryKey key;
+  if (const Instance* visited = FindVisited(instanceId)) {
+    const LSTATUS status = OpenInstance(*visited, key);
     if (status != ERROR_SUCCESS) ReportUnusableKey(status);
+    return key;
   }
-  return std::move(found->key);
+  while (VisitNext(key)) {
+    if (SameText(m_visited.back().id, instanceId)) return key;
+  }
+  ReportEnd();
+  return {};
 }
 
-CVlanKeySearch::Instance* CVlanKeySearch::FindVisited(const wchar_t* instanceId) noexcept {
-  const auto found = std::find_if(m_visited.begin(), m_visited.end(), [instanceId](const Instance& instance) {
-    return std::wcscmp(instance.id, instanceId) == 0;
-  });
+const CVlanKeySearch::Instance* CVlanKeySearch::FindVisited(const wchar_t* instanceId) const noexcept {
+  const auto found = std::find_if(m_visited.begin(), m_visited.end(),
+                                  [instanceId](const Instance& instance) { return SameText(instance.id, instanceId); });
   return found == m_visited.end() ? nullptr : &*found;
 }
 
@@ -55,27 +52,25 @@ bool CVlanKeySearch::OpenClass() noexcept {
   return m_subkeys != 0;
 }
 
-// Visits instances up to the next that has an id. False at the end.
-bool CVlanKeySearch::VisitNext() {
+// Visits instances up to the next that has an id, and opens it. False at the end.
+bool CVlanKeySearch::VisitNext(RegistryKey& key) {
   if (m_end != End::NotReached || !OpenClass()) return false;
   while (m_next < m_subkeys) {
-    Instance instance = {};
+    Instance& instance = m_visited.emplace_back();
     m_classKey.SubkeyName(m_next++, instance.name);
-    m_status = OpenInstance(instance);
-    if (m_status != ERROR_SUCCESS) {
-      m_end = End::KeyUnusable;
-      return false;
-    }
-    if (instance.key.ReadText(kNetCfgInstanceId, instance.id) != ERROR_SUCCESS) continue;
-    m_visited.push_back(std::move(instance));
-    return true;
+    m_status = OpenInstance(instance, key);
+    if (m_status == ERROR_SUCCESS && key.ReadText(kNetCfgInstanceId, instance.id) == ERROR_SUCCESS) return true;
+    m_visited.pop_back();
+    if (m_status == ERROR_SUCCESS) continue;
+    m_end = End::KeyUnusable;
+    return false;
   }
   m_end = End::AllVisited;
   return false;
 }
 
-LSTATUS CVlanKeySearch::OpenInstance(Instance& instance) const noexcept {
-  return instance.key.Open(m_classKey.Get(), instance.name, KEY_ALL_ACCESS);
+LSTATUS CVlanKeySearch::OpenInstance(const Instance& instance, RegistryKey& key) const noexcept {
+  return key.Open(m_classKey.Get(), instance.name, KEY_ALL_ACCESS);
 }
 
 void CVlanKeySearch::ReportEnd() const noexcept {

@@ -9,9 +9,9 @@
 
 namespace qvrn {
 
-/// Finds the instance keys of VLAN miniports below the network class key by `NetCfgInstanceId`. Reads the class key once,
-/// as far as the look-ups need it, and answers each as a search of its own would, reports and assertions included. For
-/// look-ups between which no instance comes or goes.
+/// Finds the instance keys of VLAN miniports below the network class key by `NetCfgInstanceId`. Reads the class key
+/// once, as far as the look-ups need it, and answers each as a search of its own would, reports and assertions
+/// included. For look-ups between which no instance comes or goes.
 class CVlanKeySearch {
  public:
   /// The instance's key with full access; none after a report. One instance that cannot be opened with full access ends
@@ -25,13 +25,12 @@ class CVlanKeySearch {
   struct Instance {
     wchar_t id[kGuidChars];
     wchar_t name[kPathChars];
-    RegistryKey key;  // none after it was handed out
   };
 
-  Instance* FindVisited(const wchar_t* instanceId) noexcept;
+  const Instance* FindVisited(const wchar_t* instanceId) const noexcept;
   bool OpenClass() noexcept;
-  bool VisitNext();
-  LSTATUS OpenInstance(Instance& instance) const noexcept;
+  bool VisitNext(RegistryKey& key);
+  LSTATUS OpenInstance(const Instance& instance, RegistryKey& key) const noexcept;
   void ReportEnd() const noexcept;
 
   RegistryKey m_classKey;

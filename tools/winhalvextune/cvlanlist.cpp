@@ -5,7 +5,6 @@
 #include <iphlpapi.h>
 
 #include <algorithm>
-#include <cwchar>
 #include <memory>
 #include <new>
 #include <utility>
@@ -24,8 +23,6 @@ constexpr char kSource[] = "cvlanlist";
 constexpr wchar_t kDefaultPriority[] = L"0";
 constexpr int kAddressesCalls = 5;
 
-bool SameText(const wchar_t* one, const wchar_t* other) noexcept { return std::wcscmp(one, other) == 0; }
-
 template <std::size_t Size>
 void CopyField(wchar_t (&field)[Size], const wchar_t* text) noexcept {
   const HRESULT hr = CopyText(field, text);
@@ -36,7 +33,7 @@ void CopyField(wchar_t (&field)[Size], const wchar_t* text) noexcept {
 
 using AddressesBuffer = std::unique_ptr<BYTE[]>;
 
-// The system's table of interfaces; nothing when it has none. False after a report.
+// The system's table of interfaces, which may grow between two calls. False after a report.
 bool QueryAddresses(AddressesBuffer& buffer) noexcept {
   ULONG size = 0;
   ULONG status = ERROR_BUFFER_OVERFLOW;

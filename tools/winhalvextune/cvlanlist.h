@@ -1,5 +1,5 @@
-// The VLANs of one physical adapter, each mirrored from the instance key of its virtual miniport below the network class
-// key: `VlanID`, `VlanName` and `Priority`, all REG_SZ.
+// The VLANs of one physical adapter, each mirrored from the instance key of its virtual miniport below the network
+// class key: `VlanID`, `VlanName` and `Priority`, all REG_SZ.
 #pragma once
 
 #include <windows.h>
@@ -22,11 +22,11 @@ class CVlanEntry {
   /// An entry that holds these values; the registry is not touched.
   CVlanEntry(const wchar_t* instanceId, const VlanTexts& values) noexcept;
 
-  /// Reads the three values, and writes the default of a name or priority that is absent. False without a number, or when
-  /// a value can neither be read nor written.
+  /// Reads the three values, and writes the default of a name or priority that is absent. False without a number, or
+  /// when a value can neither be read nor written.
   bool Load(CVlanKeySearch& search);
-  /// Takes the values over, writes them and renames the miniport's device. False when a value cannot be written; what was
-  /// written before it stays, and the entry holds the new values all the same.
+  /// Takes the values over, writes them and renames the miniport's device. False when a value cannot be written; what
+  /// was written before it stays, and the entry holds the new values all the same.
   bool Write(const VlanTexts& values);
   void SetLinkUp(DWORD linkUp) noexcept { m_linkUp = linkUp; }
 

@@ -95,9 +95,10 @@ class UnsupportedServices : public IWbemServices {
   }
 };
 
-/// Base of the handlers, one per WMI class: IWbemServices with the operations that the class supports. Each reports its own
-/// final status to the sink and returns it, but for refused arguments and where an operation says otherwise. A handler is a singleton of the process and starts with no
-/// reference; the provider keeps a plain pointer and never adds, queries or releases.
+/// Base of the handlers, one per WMI class: IWbemServices with the operations that the class supports. Each reports its
+/// own final status to the sink and returns it, but for refused arguments and where an operation says otherwise. A
+/// handler is a singleton of the process and starts with no reference; the provider keeps a plain pointer and never
+/// adds, queries or releases.
 class ClassHandler : public UnsupportedServices {
  public:
   virtual ~ClassHandler() = default;

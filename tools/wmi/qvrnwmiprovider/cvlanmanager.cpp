@@ -27,12 +27,10 @@ bool IsPendingText(const wchar_t* text) noexcept {
   return text != nullptr && *text != L'\0' && std::wcslen(text) < kTextChars;
 }
 
-DWORD ToIndex(const wchar_t* decimal) noexcept { return static_cast<DWORD>(::_wtoi(decimal)); }
-
 }  // namespace
 
 CVlanManager::CVlanManager(const wchar_t* deviceId)
-    : m_adapterIndex(ToIndex(deviceId)), m_engine(OpenVlanEngine(m_adapterIndex)) {}
+    : m_adapterIndex(AdapterIndexOf(deviceId)), m_engine(OpenVlanEngine(m_adapterIndex)) {}
 
 CVlanManager::KeyState CVlanManager::Exists(const wchar_t* key) const noexcept {
   if (key == nullptr || *key == L'\0') return KeyState::NoKey;
@@ -76,7 +74,7 @@ bool CVlanManager::RestartAdapter() const noexcept { return m_engine != nullptr 
 HRESULT ForEachVlanManager(IWbemServices* wmiNamespace,
                            const std::function<void(CVlanManager&, const wchar_t*)>& visit) {
   return ForEachNetworkAdapter(wmiNamespace, [&visit](const wchar_t* deviceId) {
-    if (CheckAdapterIndex(ToIndex(deviceId)) != ERROR_SUCCESS) return;
+    if (CheckAdapterIndex(AdapterIndexOf(deviceId)) != ERROR_SUCCESS) return;
     CVlanManager manager(deviceId);
     visit(manager, deviceId);
   });

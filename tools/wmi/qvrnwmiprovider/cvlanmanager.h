@@ -22,24 +22,25 @@ class CVlanManager {
 
   /// Bound to no adapter.
   CVlanManager() noexcept = default;
-  /// Binds the adapter whose Win32_NetworkAdapter has this DeviceID, when it is served. Throws std::bad_alloc.
+  /// Binds the adapter whose Win32_NetworkAdapter has this DeviceID; without an engine where it is not served or cannot
+  /// be prepared. Throws std::bad_alloc.
   explicit CVlanManager(const wchar_t* deviceId);
 
-  /// Null without an adapter.
+  /// Null without an engine.
   CVlanList* List() const noexcept { return m_engine == nullptr ? nullptr : &m_engine->List(); }
   DWORD AdapterIndex() const noexcept { return m_adapterIndex; }
 
   /// `key` may be null.
   KeyState Exists(const wchar_t* key) const noexcept;
-  /// False without an adapter, for texts that do not fit, or when the VLAN could not be created; values that the checks of
-  /// the engine reject give true although nothing is created (kept: clients list the VLANs to see what is there).
+  /// False without an engine, for texts that do not fit, or when the VLAN could not be created; values that the checks
+  /// of the engine reject give true although nothing is created (kept: clients list the VLANs to see what is there).
   bool Create(const wchar_t* name, LONG number, LONG priority) noexcept;
-  /// Writes new values for a VLAN, which is not created anew. False when there is no such VLAN, when its stored values or
-  /// the new ones are rejected, or when they cannot be written. Throws std::bad_alloc.
+  /// Writes new values for a VLAN, which is not created anew. False when there is no such VLAN, when its stored values
+  /// or the new ones are rejected, or when they cannot be written. Throws std::bad_alloc.
   bool Update(const wchar_t* key, const wchar_t* name, LONG number, LONG priority);
-  /// The engine's result; false without an adapter.
+  /// The engine's result; false without one.
   bool Remove(const wchar_t* key) noexcept;
-  /// Restarts the physical adapter; false without one.
+  /// Restarts the physical adapter; false without an engine.
   bool RestartAdapter() const noexcept;
 
  private:
@@ -49,13 +50,14 @@ class CVlanManager {
   std::unique_ptr<CVlanDlg> m_engine;
 };
 
-/// Visits each served adapter with its DeviceID. The result is the failure of the query, or S_OK. Throws what `visit`
-/// throws, and std::bad_alloc.
+/// Visits each served adapter with its DeviceID; its manager may be without an engine. The result is the failure of the
+/// query, or S_OK. Throws what `visit` throws, and std::bad_alloc.
 HRESULT ForEachVlanManager(IWbemServices* wmiNamespace,
                            const std::function<void(CVlanManager&, const wchar_t* deviceId)>& visit);
 
-/// Removes every VLAN of every served adapter, and restarts each of them. 0 when nothing failed, else 1. A removal that
-/// fails is tried again until the VLAN is gone (kept: there is no other exit). Throws std::bad_alloc.
+/// Removes every VLAN of every served adapter, and restarts each of them. 0 when nothing failed, else 1; as the engine
+/// never tells a failed removal, that is a failed query. A removal that fails is tried again until the VLAN is gone
+/// (kept: there is no other exit). Throws std::bad_alloc.
 LONG RemoveAllVlans(IWbemServices* wmiNamespace);
 
 }  // namespace qvrn

@@ -43,7 +43,7 @@ HRESULT ClassNameOfInstance(IWbemClassObject* instance, wchar_t* buffer, std::si
 }
 
 QuotedKeyPath::QuotedKeyPath(const wchar_t* path) noexcept {
-  ::StringCchCopyW(m_text.data(), m_text.size(), path);
+  ::StringCchCopyW(m_text.data(), m_text.size(), path == nullptr ? L"" : path);
   const wchar_t* start = nullptr;
   for (wchar_t* character = m_text.data(); *character != L'\0'; ++character) {
     if (*character == L'.') {

@@ -14,14 +14,16 @@ namespace qvrn {
 HRESULT ClassNameFromPath(const wchar_t* path, wchar_t* buffer, std::size_t size) noexcept;
 
 /// The class name of an instance (`__CLASS`). `size` receives the characters needed, terminator included; the name is
-/// copied when there is a buffer of at least that many. The result is that of the property's Get; E_FAIL without `size`.
+/// copied when there is a buffer of at least that many. The result is that of the property's Get; E_FAIL without
+/// `size`.
 HRESULT ClassNameOfInstance(IWbemClassObject* instance, wchar_t* buffer, std::size_t* size) noexcept;
 
-/// What the handlers read from an object path: the text between its first two double quotes, whatever the key property is
-/// called, and the class name before the first '.'. A longer path is cut after 260 characters; a '.' inside the quotes
-/// ends the key (kept: no key of this provider holds one).
+/// What the handlers read from an object path: the text between its first two double quotes, whatever the key property
+/// is called, and the class name before the first '.'. A longer path is cut after 260 characters; a '.' inside the
+/// quotes ends the key (kept: no key of this provider holds one).
 class QuotedKeyPath {
  public:
+  /// `path` may be null.
   explicit QuotedKeyPath(const wchar_t* path) noexcept;
   QuotedKeyPath(const QuotedKeyPath&) = delete;
   QuotedKeyPath& operator=(const QuotedKeyPath&) = delete;
@@ -35,8 +37,8 @@ class QuotedKeyPath {
   const wchar_t* m_key = nullptr;
 };
 
-/// The decimal digits of an association path's first reference: those between the first two double quotes behind the second
-/// '='. A longer path is cut after 260 characters. Empty when there are none.
+/// The decimal digits of an association path's first reference: those between the first two double quotes behind the
+/// second '='. A longer path is cut after 260 characters. Empty when there are none.
 class ReferenceDigits {
  public:
   explicit ReferenceDigits(const wchar_t* path) noexcept;

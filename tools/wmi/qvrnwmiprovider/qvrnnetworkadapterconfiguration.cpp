@@ -140,14 +140,14 @@ HRESULT TakeValue(IWbemClassObject* instance, CParameter& parameter, const wchar
   }
 }
 
-// Writes an instance back. 0 when the model was applied, and also when there is no model for the adapter (kept). Nothing
-// is written before every property has been looked at.
+// Writes an instance back. 0 when the model was applied, and also when there is no model for the adapter (kept).
+// Nothing is written before every property has been looked at.
 HRESULT ApplyConfigurationInstance(IWbemClassObject* instance) noexcept try {
   Variant settingId;
   HRESULT hr = instance->Get(kSettingId, 0, settingId.Put(), nullptr, nullptr);
   if (FAILED(hr)) return hr;
   if (!settingId.IsText()) return E_FAIL;
-  const auto index = static_cast<DWORD>(::_wtoi(settingId.Text()));
+  const auto index = AdapterIndexOf(settingId.Text());
   InstanceId instanceId;
   if (CheckAdapterIndex(index, &instanceId) != ERROR_SUCCESS) return WBEM_E_NOT_FOUND;
   const std::unique_ptr<CAdvancedDlg> model = OpenAdapterParameters(index, instanceId);
@@ -178,7 +178,7 @@ HRESULT QvrnNetworkAdapterConfiguration::SpawnInstance(const wchar_t* className,
 HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_t* deviceId, const wchar_t* className,
                                                                     IWbemContext* context,
                                                                     IWbemClassObject** instance) const noexcept try {
-  const auto index = static_cast<DWORD>(::_wtoi(deviceId));
+  const auto index = AdapterIndexOf(deviceId);
   InstanceId instanceId;
   if (CheckAdapterIndex(index, &instanceId) != ERROR_SUCCESS) return WBEM_E_NOT_FOUND;
   const std::unique_ptr<CAdvancedDlg> model = OpenAdapterParameters(index, instanceId);

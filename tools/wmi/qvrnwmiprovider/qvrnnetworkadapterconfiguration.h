@@ -4,8 +4,8 @@
 
 namespace qvrn {
 
-/// Handler of QvrnEN_NetworkAdapterConfiguration: one instance per served adapter, keyed by `SettingID`, with up to 18 of
-/// the adapter's advanced parameters as properties.
+/// Handler of QvrnEN_NetworkAdapterConfiguration: one instance per served adapter, keyed by `SettingID`, with up to 18
+/// of the adapter's advanced parameters as properties.
 class QvrnNetworkAdapterConfiguration final : public ClassHandler {
  public:
   static constexpr wchar_t kClassName[] = L"QvrnEN_NetworkAdapterConfiguration";

@@ -2,11 +2,10 @@
 
 #include <wrl/client.h>
 
-#include <cstdlib>
-
 #include "platform/assertion.h"
 #include "platform/comtext.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
+#include "tools/wmi/qvrnwmiprovider/qvrnnetworkadapterconfiguration.h"
 #include "tools/wmi/qvrnwmiprovider/utils.h"
 #include "tools/wmi/qvrnwmiprovider/wmiquery.h"
 
@@ -16,8 +15,6 @@ namespace {
 using Microsoft::WRL::ComPtr;
 
 constexpr char kSource[] = "qvrnnetworkadaptersetting";
-
-DWORD ToIndex(const wchar_t* decimal) noexcept { return static_cast<DWORD>(::_wtoi(decimal)); }
 
 }  // namespace
 
@@ -52,7 +49,7 @@ HRESULT QvrnNetworkAdapterSetting::BuildForAdapter(const wchar_t* index, const w
   wchar_t element[kPathChars];
   wchar_t setting[kPathChars];
   FormatObjectPath(element, kPathChars, L"Win32_NetworkAdapter", L"DeviceID", index);
-  FormatObjectPath(setting, kPathChars, L"QvrnEN_NetworkAdapterConfiguration", L"SettingID", index);
+  FormatObjectPath(setting, kPathChars, QvrnNetworkAdapterConfiguration::kClassName, L"SettingID", index);
   return BuildSettingInstance(element, setting, className, context, instance);
 }
 
@@ -64,7 +61,7 @@ HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className,
     Variant settingId;
     HRESULT hr = configuration->Get(L"SettingID", 0, settingId.Put(), nullptr, nullptr);
     QVRN_CHECK_HRESULT(hr, kSource);
-    if (!settingId.IsText() || CheckAdapterIndex(ToIndex(settingId.Text())) != ERROR_SUCCESS) return;
+    if (!settingId.IsText() || CheckAdapterIndex(AdapterIndexOf(settingId.Text())) != ERROR_SUCCESS) return;
     ComPtr<IWbemClassObject> instance;
     hr = BuildForAdapter(settingId.Text(), className, context, &instance);
     settingId.Put();
@@ -85,7 +82,7 @@ HRESULT QvrnNetworkAdapterSetting::GetObjectAsync(const BSTR path, LONG, IWbemCo
                                                   IWbemObjectSink* sink) noexcept {
   if (path == nullptr || sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   const ReferenceDigits digits(path);
-  HRESULT hr = CheckAdapterIndex(ToIndex(digits.Text()));
+  HRESULT hr = CheckAdapterIndex(AdapterIndexOf(digits.Text()));
   ComPtr<IWbemClassObject> instance;
   if (hr == ERROR_SUCCESS) hr = BuildForAdapter(digits.Text(), kClassName, nullptr, &instance);
   if (hr == S_OK) sink->Indicate(1, instance.GetAddressOf());

@@ -2,10 +2,8 @@
 
 #include <wrl/client.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cwchar>
-#include <iterator>
 
 #include "platform/boundedtext.h"
 #include "platform/comtext.h"
@@ -43,9 +41,9 @@ using Microsoft::WRL::ComPtr;
 
 constexpr wchar_t kName[] = L"Name";
 constexpr wchar_t kParentDeviceId[] = L"ParentDeviceID";
-constexpr wchar_t kVlanName[] = L"VLANName";
-constexpr wchar_t kVlanNumber[] = L"VLANNumber";
-constexpr wchar_t kVlanPriority[] = L"VLANPriority";
+constexpr wchar_t kVlanNameProperty[] = L"VLANName";
+constexpr wchar_t kVlanNumberProperty[] = L"VLANNumber";
+constexpr wchar_t kVlanPriorityProperty[] = L"VLANPriority";
 constexpr wchar_t kFileName[] = L"sFileName";
 constexpr wchar_t kReturnValue[] = L"ReturnValue";
 
@@ -83,9 +81,10 @@ struct VlanRequest {
   Variant vlanName;
 
   HRESULT ReadFrom(IWbemClassObject* instance) noexcept {
-    if (FAILED(Read(instance, kName, name)) || FAILED(Read(instance, kVlanNumber, number)) ||
-        FAILED(Read(instance, kVlanPriority, priority)) || FAILED(Read(instance, kParentDeviceId, parentDeviceId)) ||
-        FAILED(Read(instance, kVlanName, vlanName))) {
+    if (FAILED(Read(instance, kName, name)) || FAILED(Read(instance, kVlanNumberProperty, number)) ||
+        FAILED(Read(instance, kVlanPriorityProperty, priority)) ||
+        FAILED(Read(instance, kParentDeviceId, parentDeviceId)) ||
+        FAILED(Read(instance, kVlanNameProperty, vlanName))) {
       return WBEM_E_INVALID_PARAMETER;
     }
     const bool isUsable = parentDeviceId.Get()->vt == VT_BSTR && vlanName.Get()->vt == VT_BSTR && number.IsInteger();
@@ -150,9 +149,9 @@ HRESULT QvrnVlan::BuildInstance(const Vlan& vlan, IWbemContext* context, IWbemCl
   if (!::GetComputerNameW(computer, &size)) return WBEM_E_NOT_FOUND;
   PutText(built.Get(), L"SystemName", computer);
   PutText(built.Get(), kParentDeviceId, vlan.parentDeviceId);
-  PutText(built.Get(), kVlanName, vlan.name);
-  PutNumber(built.Get(), kVlanNumber, ::_wtoi(vlan.number));
-  hr = PutNumber(built.Get(), kVlanPriority, ::_wtoi(vlan.priority));
+  PutText(built.Get(), kVlanNameProperty, vlan.name);
+  PutNumber(built.Get(), kVlanNumberProperty, ::_wtoi(vlan.number));
+  hr = PutNumber(built.Get(), kVlanPriorityProperty, ::_wtoi(vlan.priority));
   if (SUCCEEDED(hr)) *instance = built.Detach();
   return hr;
 } catch (...) {
@@ -208,7 +207,8 @@ HRESULT QvrnVlan::PutInstanceAsync(IWbemClassObject* instance, LONG flags, IWbem
   const HRESULT hr = request.ReadFrom(instance);
   return FAILED(hr) ? hr : FinishRequest(sink, ApplyRequest(request, flags));
 } catch (...) {
-  return FinishRequest(sink, WbemResultFromCurrentException());
+  // Kept: whatever a change fails with is told as this.
+  return FinishRequest(sink, WBEM_E_NOT_FOUND);
 }
 
 HRESULT QvrnVlan::DeleteInstanceAsync(const BSTR path, LONG, IWbemContext*, IWbemObjectSink*) noexcept try {
@@ -252,7 +252,7 @@ HRESULT QvrnVlan::RunMethod(const BSTR method, Operation operation, IWbemContext
   ComPtr<IWbemClassObject> classObject;
   const HRESULT hr = m_namespace->GetObject(className.Get(), 0, context, &classObject, nullptr);
   if (FAILED(hr) || classObject == nullptr) {
-    FinishRequest(sink, hr);
+    FinishRequest(sink, FAILED(hr) ? hr : static_cast<HRESULT>(WBEM_E_FAILED));
     return S_OK;
   }
   ComPtr<IWbemClassObject> outSignature;

@@ -6,8 +6,8 @@ namespace qvrn {
 
 class CVlanManager;
 
-/// Handler of QvrnEN_VLAN: one instance per VLAN of the served adapters, keyed by `Name`, the instance GUID of its virtual
-/// miniport. Nothing about VLANs is kept between requests.
+/// Handler of QvrnEN_VLAN: one instance per VLAN of the served adapters, keyed by `Name`, the instance GUID of its
+/// virtual miniport. Nothing about VLANs is kept between requests.
 class QvrnVlan final : public ClassHandler {
  public:
   static constexpr wchar_t kClassName[] = L"QvrnEN_VLAN";
@@ -21,8 +21,9 @@ class QvrnVlan final : public ClassHandler {
   /// 0 without an instance where the key's adapter is found, but the VLAN is not in its list (kept).
   HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR path, LONG flags, IWbemContext* context,
                                            IWbemObjectSink* sink) noexcept override;
-  /// Creates a VLAN (no `Name`), or changes the one that `Name` gives. WBEM_FLAG_UPDATE_ONLY and WBEM_FLAG_CREATE_ONLY make
-  /// one or the other succeed without doing anything; so does a name that the adapter does not have (kept).
+  /// Creates a VLAN (no `Name`), or changes the one that `Name` gives. WBEM_FLAG_UPDATE_ONLY and WBEM_FLAG_CREATE_ONLY
+  /// make one or the other succeed without doing anything; so does a `Name` that is not one of the adapter's VLANs
+  /// (kept).
   HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject* instance, LONG flags, IWbemContext* context,
                                              IWbemObjectSink* sink) noexcept override;
   /// Leaves the final status to the provider.

@@ -65,7 +65,8 @@ NameBuffer NameOfInstance(IWbemClassObject* instance) noexcept {
   return name;
 }
 
-// Runs `call` with all of the client's privileges. A request whose privileges could not be raised is served all the same.
+// Runs `call` with all of the client's privileges. A request whose privileges could not be raised is served all the
+// same.
 template <typename HandlerCall>
 HRESULT CallWithPrivileges(const HandlerCall& call, ClassHandler& handler) noexcept {
   const std::unique_ptr<SavedPrivileges> saved(new (std::nothrow) SavedPrivileges);
@@ -113,8 +114,8 @@ HRESULT QvrnWmiProvider::Initialize(LPWSTR, LONG, LPWSTR, LPWSTR, IWbemServices*
   for (std::size_t index = 0; index < kClasses; ++index) {
     m_handlers[index] = kServedClasses[index].getOrCreate(wmiNamespace);
   }
-  // Kept: a second initialisation replaces the namespace without releasing the first, which the handlers still use. What
-  // is stored makes the object usable, so it comes last.
+  // Kept: a second initialisation replaces the namespace without releasing the first, which the handlers still use.
+  // What is stored makes the object usable, so it comes last.
   wmiNamespace->AddRef();
   m_namespace = wmiNamespace;
   initSink->SetStatus(WBEM_S_INITIALIZED, 0);

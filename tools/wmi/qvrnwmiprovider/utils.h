@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 
 #include "platform/boundedtext.h"
@@ -14,24 +15,27 @@ namespace qvrn {
 /// An instance GUID text as the registry holds it.
 using InstanceId = wchar_t[kPathChars];
 
-/// 0 when the index (the number of the instance subkey of the network class) is a served, present adapter. Otherwise the
-/// Win32 error of the failing registry call, or E_FAIL when the adapter is not served or not present. On success
+/// The adapter index in decimal text, such as a DeviceID; 0 for text without digits.
+inline DWORD AdapterIndexOf(const wchar_t* decimal) noexcept { return static_cast<DWORD>(::_wtoi(decimal)); }
+
+/// 0 when the index (the number of the instance subkey of the network class) is a served, present adapter. Otherwise
+/// the Win32 error of the failing registry call, or E_FAIL when the adapter is not served or not present. On success
 /// `instanceId`, when given, receives the adapter's `NetCfgInstanceId`.
 LONG CheckAdapterIndex(DWORD index, InstanceId* instanceId = nullptr) noexcept;
 
 /// True when the network configuration has a component with this instance GUID text whose GetDeviceStatus is S_OK.
 bool IsAdapterPresent(const wchar_t* instanceId) noexcept;
 
-/// Device node id of the network-class component with this instance GUID; `size` is in characters. 0; S_FALSE when there
-/// is none; otherwise the failure of the network configuration.
+/// Device node id of the network-class component with this instance GUID; `size` is in characters. 0; S_FALSE when
+/// there is none; otherwise the failure of the network configuration.
 HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept;
 
 /// `CLASS.KEY="VALUE"`, cut to `size` characters.
 void FormatObjectPath(wchar_t* buffer, std::size_t size, const wchar_t* className, const wchar_t* keyName,
                       const wchar_t* keyValue) noexcept;
 
-/// The prepared VLAN engine of a served adapter, with the link states of its VLANs; none when the adapter is not served or
-/// cannot be prepared. Throws std::bad_alloc.
+/// The prepared VLAN engine of a served adapter, with the link states of its VLANs; none when the adapter is not served
+/// or cannot be prepared. Throws std::bad_alloc.
 std::unique_ptr<CVlanDlg> OpenVlanEngine(DWORD index);
 
 /// Decimal index of the physical adapter below the virtual miniport with this instance id, from the intermediate

@@ -60,7 +60,7 @@ ComPtr<IXMLDOMElement> RootOf(IXMLDOMDocument* document) {
   return root != nullptr ? root : CreateRoot(document);
 }
 
-// A child that cannot be made is left out.
+// A child that cannot be made is left out; one whose text cannot be set stays empty.
 void AppendValue(IXMLDOMDocument* document, IXMLDOMElement* parent, const wchar_t* name, const wchar_t* text) {
   const ComPtr<IXMLDOMElement> element = CreateElement(document, name);
   if (element == nullptr) return;
@@ -141,7 +141,8 @@ HRESULT TakeChild(IXMLDOMNodeList* children, LONG index, VlanValues& values) {
   return hr;
 }
 
-// Takes the values of one `vlan` element and creates its VLAN. `goesOn` becomes false where the file ends for a restore.
+// Takes the values of one `vlan` element and creates its VLAN. `goesOn` becomes false where the file ends for a
+// restore.
 HRESULT RestoreVlan(IXMLDOMNode* vlan, VlanValues& values, bool& goesOn) {
   ComPtr<IXMLDOMNodeList> children;
   HRESULT hr = vlan->get_childNodes(&children);
