@@ -11,7 +11,17 @@
 #include "lab/wbemhost.h"
 #include "platform/registrykey.h"
 
+namespace __gnu_cxx {
+void __freeres();
+}
+
 namespace {
+
+// Gives back what the C++ library holds in reserve for exceptions: the setup API loads and unloads this DLL with every
+// restart of a device, and each time it would be lost.
+struct ReserveRelease {
+  ~ReserveRelease() { __gnu_cxx::__freeres(); }
+} g_reserveRelease;
 
 const CLSID kClasses[] = {CLSID_WbemLocator, CLSID_CNetCfg};
 

@@ -45,8 +45,8 @@ Value Number(std::int64_t number) { return number; }
 int Nothing(const Arguments&) { return 0; }
 
 constexpr Command kTwoWords[] = {
-    {L"vlan", L"", 0, 0, 0, L"", L"", &Nothing},
-    {L"vlan add", L"ADAPTER", 1, 1, kChangingOptions, L"", L"", &Nothing},
+    {L"vlan", L"", 0, 0, 0, 0, L"", L"", &Nothing},
+    {L"vlan add", L"ADAPTER", 1, 1, kChangingOptions, 0, L"", L"", &Nothing},
 };
 
 TEST(Arguments, TakesWordsAndOptionsInAnyOrder) {
@@ -108,6 +108,9 @@ TEST(Arguments, RefusesWhatItDoesNotUnderstand) {
       {{L"adapters", L"--computer", L"--json"}, L"--computer needs a value"},
       {{L"adapters", L"--computer", L"\\\\"}, L"--computer needs a value"},
       {{L"adapters", L"--namespace="}, L"--namespace needs a value"},
+      {{L"vlan", L"7"}, L"no command \"vlan\""},
+      {{L"vlan", L"add", L"7", L"--id", L"1"}, L"vlan add needs --name NAME\nusage: qvrnctl vlan add ADAPTER --id N"},
+      {{L"vlan", L"remove", L"7/1", L"--id=1"}, L"vlan remove does not take --id"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.words));

@@ -1,7 +1,6 @@
-// qvrnsoak enumerations|vlans ROUNDS: enumerates, or adds and removes a VLAN, again and again, and compares what the
+// qvrnsoak enumerations|vlans ROUNDS: enumerates, or creates and deletes a VLAN, again and again, and compares what the
 // process holds after the first fifty rounds with what it holds at the end: handles, live COM objects, busy bytes of
 // every heap; and what the registry says.
-#include <netcfgx.h>
 #include <objbase.h>
 
 #include <algorithm>
@@ -15,13 +14,10 @@
 #include "lab/labkey.h"
 #include "lab/netcfg.h"
 #include "mux/notifyob/cmuxvlanminiport.h"
-#include "mux/notifyob/notify.h"
-#include "mux/notifyob/notifytrace.h"
 #include "tests/support/crashexit.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
-#include "tests/support/netcfgclient.h"
-#include "tests/support/provider.h"
+#include "tests/support/vlanmachine.h"
 
 namespace {
 
@@ -85,56 +81,58 @@ struct Allowance {
 class Scenario {
  public:
   virtual ~Scenario() = default;
+  virtual tests::Machine& Machine() = 0;
   virtual void Round() = 0;
   virtual Allowance PerRound() const = 0;
 };
 
 class Enumerations final : public Scenario {
  public:
-  explicit Enumerations(tests::Machine& machine) {
-    machine.AddUsualAdapter(7);
-    machine.AddUsualAdapter(12);
+  Enumerations() {
+    m_machine.AddUsualAdapter(7);
+    m_machine.AddUsualAdapter(12);
   }
+  tests::Machine& Machine() override { return m_machine; }
   void Round() override {
     if (m_provider.Enumerate(L"QvrnEN_NetworkAdapterConfiguration").sink.objects.size() != 2) std::exit(1);
-    tests::TestNamespace::Instance().Reset();
   }
   Allowance PerRound() const override { return {0, 0}; }
 
  private:
+  tests::Machine m_machine;
   tests::Provider m_provider;
 };
 
 class Vlans final : public Scenario {
  public:
-  explicit Vlans(tests::Machine& machine) {
-    machine.AddUsualAdapter(7);
-    const tests::Session session(true);
-    Microsoft::WRL::ComPtr<INetCfgComponent> driver;
-    session.Setup(tests::kTransportClass)->Install(L"qvrn_muxp", nullptr, 0, 0, nullptr, nullptr, &driver);
-    qvrn::SetPrinter([](const char*) {});
-  }
+  tests::Machine& Machine() override { return m_machine; }
   void Round() override {
-    wchar_t guid[64] = L"";
-    const std::wstring adapter = tests::Machine::InstanceId(7);
-    if (qvrn::ConfigureVlanMiniport(adapter.c_str(), guid, true, L"10", L"Soak", L"0") != S_OK ||
-        qvrn::ConfigureVlanMiniport(adapter.c_str(), guid, false, L"", L"", L"") != S_OK) {
+    m_client.Put({L"7", L"Soak", 10});
+    const std::wstring key = m_client.KeyOf(10);
+    if (key.empty() || m_client.provider.Delete(tests::VlanClient::Path(key).c_str()).result.value != S_OK)
       std::exit(1);
-    }
   }
   // Each add keeps its miniport object, and that the network configuration object that it was made with.
   Allowance PerRound() const override { return {1, sizeof(qvrn::CMuxVlanMiniport) + 384}; }
+
+ private:
+  tests::VlanMachine m_machine;
+  tests::VlanClient m_client;
 };
 
 void RunRounds(Scenario& scenario, int rounds) {
   for (int round = 0; round < rounds; ++round) {
     scenario.Round();
+    tests::TestNamespace::Instance().Reset();
     tests::TakeDebugOutput();
+    tests::TakeClassInstallParams();
   }
 }
 
 // Whether the process and the machine hold no more after `rounds` than before, but for what is kept by design.
-bool RunsWithoutGrowth(Scenario& scenario, const tests::Machine& machine, int rounds) {
+bool RunsWithoutGrowth(Scenario& scenario, int rounds) {
+  tests::Machine& machine = scenario.Machine();
+  machine.WriteText(lab::kLabKey, L"Journal", L"");
   RunRounds(scenario, kWarmUpRounds);
   const tests::Snapshot registry = machine.Registry();
   const Holdings before = Measure();
@@ -163,15 +161,13 @@ int main(int argc, char** argv) {
   DWORD registration = 0;
   ::CoRegisterClassObject(CLSID_CNetCfg, lab::NetCfgClassFactory(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
                           &registration);
-  tests::Machine machine;
-  machine.WriteText(lab::kLabKey, L"Journal", L"");
   std::unique_ptr<Scenario> scenario;
   if (kind == "vlans") {
-    scenario = std::make_unique<Vlans>(machine);
+    scenario = std::make_unique<Vlans>();
   } else {
-    scenario = std::make_unique<Enumerations>(machine);
+    scenario = std::make_unique<Enumerations>();
   }
-  const bool steady = RunsWithoutGrowth(*scenario, machine, rounds);
+  const bool steady = RunsWithoutGrowth(*scenario, rounds);
   std::printf("%d rounds of %s %s growth\n", rounds, kind.c_str(), steady ? "without" : "with");
   return steady ? 0 : 1;
 }

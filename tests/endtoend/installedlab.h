@@ -18,7 +18,8 @@ struct ProgramResult {
   std::string errors;
 };
 
-/// Runs a command line and waits for it, at most a minute; a program that is not done by then is ended, with exit code 99.
+/// Runs a command line and waits for it, at most a minute; a program that is not done by then is ended, with exit code
+/// 99.
 ProgramResult RunProgram(const std::wstring& commandLine);
 
 /// Runs qvrnctl with the given arguments.

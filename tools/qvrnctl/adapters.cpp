@@ -13,21 +13,6 @@
 namespace qvrn {
 namespace {
 
-std::wstring TextOf(const Value& value) {
-  const auto* text = std::get_if<std::wstring>(&value);
-  return text == nullptr ? std::wstring() : *text;
-}
-
-// The provider ends an enumeration without instances as "not found".
-std::vector<WmiObject> QueryConfigurations(const WmiClient& wmi) {
-  try {
-    return wmi.Query(std::wstring(L"SELECT * FROM ") + kConfigurationClass);
-  } catch (const ClientError& error) {
-    if (error.Code() != kNotFound) throw;
-    return {};
-  }
-}
-
 // All columns are asked for: not every Windows has each of them, and a query that names one too many fails.
 std::map<std::wstring, WmiObject> QueryNetworkAdapters(const WmiClient& wmi) {
   std::map<std::wstring, WmiObject> adapters;
@@ -41,11 +26,6 @@ Adapter Describe(const std::wstring& id, IWbemClassObject* adapter) {
   if (adapter == nullptr) return {id, {}, {}, {}, {}};
   return {id, ReadProperty(adapter, L"Name"), ReadProperty(adapter, L"NetConnectionID"), ReadProperty(adapter, L"GUID"),
           ReadProperty(adapter, L"PNPDeviceID")};
-}
-
-bool IsNamed(const Adapter& adapter, const std::wstring& wanted) {
-  return !wanted.empty() && (EqualText(adapter.id, wanted) || EqualText(TextOf(adapter.name), wanted) ||
-                             EqualText(TextOf(adapter.connection), wanted));
 }
 
 // `7 "Local Area Connection" (Adapter Name)`
@@ -71,29 +51,26 @@ bool IsId(const std::wstring& text) {
 
 }  // namespace
 
-WmiObject FetchConfigurationClass(const WmiClient& wmi) {
-  try {
-    return wmi.Fetch(kConfigurationClass, std::wstring(L"class ") + kConfigurationClass);
-  } catch (const ClientError& error) {
-    if (error.Code() != kNotFound) throw;
-    throw ClassMissing(kConfigurationClass, kNotFound);
+std::vector<Adapter> ListAdapters(const WmiClient& wmi, const std::vector<std::wstring>& others) {
+  std::vector<std::wstring> ids;
+  for (const WmiObject& configuration : ListInstances(wmi, kConfigurationClass)) {
+    ids.push_back(TextOf(ReadProperty(configuration.Get(), L"SettingID")));
   }
-}
-
-std::vector<Adapter> ListAdapters(const WmiClient& wmi) {
+  std::copy_if(others.begin(), others.end(), std::back_inserter(ids),
+               [&](const std::wstring& id) { return std::ranges::find(ids, id) == ids.end(); });
   std::vector<Adapter> adapters;
-  const std::vector<WmiObject> configurations = QueryConfigurations(wmi);
-  if (configurations.empty()) {
-    FetchConfigurationClass(wmi);  // a class that is not registered may look like one without instances
-    return adapters;
-  }
+  if (ids.empty()) return adapters;
   const std::map<std::wstring, WmiObject> known = QueryNetworkAdapters(wmi);
-  for (const WmiObject& configuration : configurations) {
-    const std::wstring id = TextOf(ReadProperty(configuration.Get(), L"SettingID"));
+  for (const std::wstring& id : ids) {
     const auto found = known.find(id);
     adapters.push_back(Describe(id, found == known.end() ? nullptr : found->second.Get()));
   }
   return adapters;
+}
+
+bool IsNamed(const Adapter& adapter, const std::wstring& wanted) {
+  return !wanted.empty() && (EqualText(adapter.id, wanted) || EqualText(TextOf(adapter.name), wanted) ||
+                             EqualText(TextOf(adapter.connection), wanted));
 }
 
 const Adapter& MatchAdapter(const std::vector<Adapter>& adapters, const std::wstring& wanted) {

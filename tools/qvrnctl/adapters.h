@@ -19,14 +19,15 @@ struct Adapter {
   Value pnpDeviceId;
 };
 
-/// The configuration class itself. Throws ClientError that says what to do when it is not registered.
-WmiObject FetchConfigurationClass(const WmiClient& wmi);
+/// All instances of the configuration class, and the adapters with the `others` ids that are none, joined with
+/// Win32_NetworkAdapter. None is an empty list.
+std::vector<Adapter> ListAdapters(const WmiClient& wmi, const std::vector<std::wstring>& others = {});
 
-/// All instances of the configuration class, joined with Win32_NetworkAdapter. None is an empty list.
-std::vector<Adapter> ListAdapters(const WmiClient& wmi);
+/// Whether `wanted` is the adapter's id, exact name or connection name, without regard to case.
+bool IsNamed(const Adapter& adapter, const std::wstring& wanted);
 
-/// The adapter that `wanted` names: by id, exact name or connection name, without regard to case. Throws ClientError,
-/// with the adapters that there are, when none is meant or more than one.
+/// The adapter that `wanted` names. Throws ClientError, with the adapters that there are, when it names none or more
+/// than one.
 const Adapter& MatchAdapter(const std::vector<Adapter>& adapters, const std::wstring& wanted);
 
 /// The configuration instance of the adapter with this id. Throws ClientError; WBEM_E_NOT_FOUND when it is not served.

@@ -22,11 +22,14 @@ struct OptionRow {
 constexpr OptionRow kOptions[] = {
     {L"--computer", kOptionComputer, &Arguments::computer, nullptr, L" HOST", L"ask another computer (over DCOM)"},
     {L"--namespace", kOptionNamespace, &Arguments::nameSpace, nullptr, L" NS", L"WMI namespace instead of root\\cimv2"},
+    {L"--id", kOptionId, &Arguments::vlanId, nullptr, L" N", L"number of the VLAN, 1 to 4095"},
+    {L"--name", kOptionName, &Arguments::vlanName, nullptr, L" NAME", L"name of the VLAN"},
+    {L"--priority", kOptionPriority, &Arguments::priority, nullptr, L" P", L"priority of the VLAN, 0 to 7"},
     {L"--association", kOptionAssociation, nullptr, &Arguments::association, L"",
      L"find the properties by way of the association, and show it"},
     {L"--json", kOptionJson, nullptr, &Arguments::json, L"", L"print an array of flat objects for programs"},
     {L"--what-if", kOptionWhatIf, nullptr, &Arguments::whatIf, L"", L"say what would be done, and do nothing"},
-    {L"--yes", kOptionYes, nullptr, &Arguments::yes, L"", L"accepted for scripts; nothing asks for a confirmation"},
+    {L"--yes", kOptionYes, nullptr, &Arguments::yes, L"", L"ask for no confirmation"},
     {L"--help", kOptionHelp, nullptr, &Arguments::help, L"", L"print this help, or that of a command"},
     {L"--version", kOptionVersion, nullptr, &Arguments::version, L"", L"print the version"},
 };
@@ -123,6 +126,11 @@ class Parser {
     for (const OptionRow& option : kOptions) {
       if ((m_options & option.bit & ~(command.options | kOptionsEverywhere)) == 0) continue;
       throw WrongUsage(std::wstring(command.name) + L" does not take " + option.name + L"\n" + Usage(command));
+    }
+    for (const OptionRow& option : kOptions) {
+      if ((option.bit & command.needed & ~m_options) == 0) continue;
+      throw WrongUsage(std::wstring(command.name) + L" needs " + option.name + option.placeholder + L"\n" +
+                       Usage(command));
     }
   }
 

@@ -16,6 +16,9 @@ struct Arguments {
   std::vector<std::wstring> operands;
   std::wstring computer;  ///< without leading backslashes; empty for this one
   std::wstring nameSpace = L"root\\cimv2";
+  std::wstring vlanId;  ///< empty when not given, as the two below
+  std::wstring vlanName;
+  std::wstring priority;
   bool json = false;
   bool association = false;
   bool whatIf = false;
@@ -34,9 +37,13 @@ enum Option : unsigned {
   kOptionHelp = 32,
   kOptionVersion = 64,
   kOptionAssociation = 128,
+  kOptionId = 256,
+  kOptionName = 512,
+  kOptionPriority = 1024,
 };
 inline constexpr unsigned kReadingOptions = kOptionComputer | kOptionNamespace | kOptionJson;
 inline constexpr unsigned kChangingOptions = kReadingOptions | kOptionWhatIf | kOptionYes;
+inline constexpr unsigned kVlanOptions = kChangingOptions | kOptionId | kOptionName | kOptionPriority;
 
 inline constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
 
@@ -47,6 +54,7 @@ struct Command {
   std::size_t least;        ///< fewest operands
   std::size_t most;         ///< most operands
   unsigned options;
+  unsigned needed;         ///< those of the options that must be given
   const wchar_t* summary;  ///< one line
   const wchar_t* details;  ///< whole lines
   int (*run)(const Arguments& arguments);

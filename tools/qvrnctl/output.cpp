@@ -37,12 +37,6 @@ void AppendEscape(std::wstring& json, wchar_t unit) {
   json += escape;
 }
 
-// A lone surrogate has no UTF-8 form; escaped it reaches the reader as it is.
-bool IsLoneSurrogate(std::wstring_view text, std::size_t i) {
-  if (IsHighSurrogate(text[i])) return i + 1 == text.size() || !IsLowSurrogate(text[i + 1]);
-  return IsLowSurrogate(text[i]) && (i == 0 || !IsHighSurrogate(text[i - 1]));
-}
-
 std::wstring Quote(std::wstring_view text) {
   std::wstring json = L"\"";
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -50,7 +44,7 @@ std::wstring Quote(std::wstring_view text) {
     if (unit == L'"' || unit == L'\\') {
       json += {L'\\', unit};
     } else if (unit < 0x20 || IsLoneSurrogate(text, i)) {
-      AppendEscape(json, unit);
+      AppendEscape(json, unit);  // a lone surrogate has no UTF-8 form; escaped it reaches the reader as it is
     } else {
       json += unit;
     }
@@ -108,6 +102,11 @@ bool Write(DWORD stream, std::wstring_view text) {
 
 }  // namespace
 
+bool IsLoneSurrogate(std::wstring_view text, std::size_t i) {
+  if (IsHighSurrogate(text[i])) return i + 1 == text.size() || !IsLowSurrogate(text[i + 1]);
+  return IsLowSurrogate(text[i]) && (i == 0 || !IsHighSurrogate(text[i - 1]));
+}
+
 std::wstring FormatTable(const std::vector<TableRow>& rows) {
   const std::vector<std::size_t> widths = ColumnWidths(rows);
   std::wstring table;
@@ -138,10 +137,11 @@ void WriteOut(std::wstring_view text) {
   if (!Write(STD_OUTPUT_HANDLE, text)) throw Failed(L"the output cannot be written");
 }
 
+void WriteErrorText(std::wstring_view text) { Write(STD_ERROR_HANDLE, text); }
+
 void WriteError(std::wstring_view line) {
   std::wstring text = L"qvrnctl: ";
-  text.append(line).append(L"\n");
-  Write(STD_ERROR_HANDLE, text);
+  WriteErrorText(text.append(line).append(L"\n"));
 }
 
 }  // namespace qvrn

@@ -21,15 +21,6 @@ std::wstring AdapterKey(const std::wstring& id) {
   return kNetworkClassKey + std::wstring(id.size() < 4 ? 4 - id.size() : 0, L'0') + id;
 }
 
-std::optional<std::int64_t> ParseNumber(const std::wstring& text) {
-  const std::size_t digits = text.starts_with(L'-') ? 1 : 0;
-  if (text.size() == digits || text.find_first_not_of(L"0123456789", digits) != std::wstring::npos) return std::nullopt;
-  errno = 0;
-  const std::int64_t number = std::wcstoll(text.c_str(), nullptr, 10);
-  if (errno == ERANGE) return std::nullopt;
-  return number;
-}
-
 std::wstring Meanings(const PropertyInfo& info) {
   std::wstring meanings;
   for (const NamedValue& named : info.namedValues) meanings += L", " + named.value + L" or \"" + named.meaning + L"\"";
@@ -116,6 +107,20 @@ bool EqualText(const std::wstring& left, const std::wstring& right) {
                                 static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 
+std::optional<std::int64_t> ParseNumber(const std::wstring& text) {
+  const std::size_t digits = text.starts_with(L'-') ? 1 : 0;
+  if (text.size() == digits || text.find_first_not_of(L"0123456789", digits) != std::wstring::npos) return std::nullopt;
+  errno = 0;
+  const std::int64_t number = std::wcstoll(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) return std::nullopt;
+  return number;
+}
+
+std::wstring TextOf(const Value& value) {
+  const auto* text = std::get_if<std::wstring>(&value);
+  return text == nullptr ? std::wstring() : *text;
+}
+
 std::wstring FormatValue(const Value& value) {
   if (const auto* number = std::get_if<std::int64_t>(&value)) return std::to_wstring(*number);
   const auto* text = std::get_if<std::wstring>(&value);
@@ -187,7 +192,7 @@ std::vector<PropertyState> Foresee(std::vector<PropertyState> states, const std:
   return states;
 }
 
-std::wstring FormatOutcome(const Outcome& outcome) {
+std::wstring FormatOutcome(const Outcome& outcome, const std::wstring& whyNot) {
   const PropertyInfo& info = outcome.info;
   const std::wstring before = FormatWithMeaning(info, outcome.before);
   const std::wstring after = FormatWithMeaning(info, outcome.after);
@@ -196,8 +201,7 @@ std::wstring FormatOutcome(const Outcome& outcome) {
     case Result::kAlreadyThere:
       return info.name + L" is " + after + L" already";
     case Result::kNotTaken:
-      return info.name + step + L": " + FormatValue(outcome.requested) +
-             L" was not taken (outside the driver's range, or not among its values)";
+      return info.name + step + L": " + FormatValue(outcome.requested) + L" was not taken (" + whyNot + L")";
     case Result::kAlsoChanged:
       return info.name + step + L" (not asked for)";
     default:

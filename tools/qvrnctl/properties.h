@@ -14,6 +14,12 @@ namespace qvrn {
 /// Equal without regard to case, by the ordinal rules of the platform's names.
 bool EqualText(const std::wstring& left, const std::wstring& right);
 
+/// A decimal number, a minus sign in front allowed; none for anything else.
+std::optional<std::int64_t> ParseNumber(const std::wstring& text);
+
+/// A text as it is; empty for NULL and for a number.
+std::wstring TextOf(const Value& value);
+
 /// A value as people read it: "3", a text, "-" for NULL.
 std::wstring FormatValue(const Value& value);
 /// The same with the schema's meaning: "3 (Rx and Tx)".
@@ -64,8 +70,11 @@ std::vector<Outcome> CompareStates(const std::vector<PropertyState>& before, con
 /// The properties as they would be when every request is taken.
 std::vector<PropertyState> Foresee(std::vector<PropertyState> states, const std::vector<Request>& requests);
 
-/// One line for people: "MaxFrameSize 1514 -> 9014".
-std::wstring FormatOutcome(const Outcome& outcome);
+/// Why a driver does not take a value.
+inline constexpr wchar_t kDriversReason[] = L"outside the driver's range, or not among its values";
+
+/// One line for people: "MaxFrameSize 1514 -> 9014". `whyNot` explains a request that was not taken.
+std::wstring FormatOutcome(const Outcome& outcome, const std::wstring& whyNot = kDriversReason);
 /// The result for programs: "changed", "unchanged", "notTaken", "alsoChanged".
 const wchar_t* ResultName(Result result);
 

@@ -2,6 +2,7 @@
 #include <functional>
 
 #include "tools/qvrnctl/adapters.h"
+#include "tools/qvrnctl/changes.h"
 #include "tools/qvrnctl/commands.h"
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/output.h"
@@ -12,7 +13,7 @@ namespace qvrn {
 namespace {
 
 std::vector<PropertyInfo> DescribeConfiguration(const WmiClient& wmi) {
-  return DescribeClass(FetchConfigurationClass(wmi).Get());
+  return DescribeClass(FetchClass(wmi, kConfigurationClass).Get());
 }
 
 std::vector<PropertyState> ReadStates(const std::vector<PropertyInfo>& properties, IWbemClassObject* instance) {
@@ -95,8 +96,7 @@ void Announce(const Arguments& arguments, const std::wstring& id, const std::opt
                  L"\" and will be rewritten as \"" + rewrite.written + L"\"");
     }
   }
-  WriteError(L"adapter " + id + (arguments.whatIf ? L" would restart" : L" restarts now") +
-             L": its connections drop for a moment");
+  AnnounceRestart(arguments, id);
 }
 
 // Those of the foreseen rewrites that have really happened.
@@ -137,24 +137,7 @@ void Report(const Arguments& arguments, const std::wstring& id, const std::vecto
   WriteOut(arguments.json ? FormatJson(rows) : lines);
 }
 
-// Where the restarted adapter carries the connection to the computer itself, it takes a while until it answers again.
-std::vector<PropertyState> ReadBack(const Arguments& arguments, const std::vector<PropertyInfo>& properties,
-                                    const std::wstring& id) {
-  constexpr int kAttempts = 30;
-  for (int attempt = 1;; ++attempt) {
-    try {
-      return ReadStates(properties, FetchConfiguration(WmiClient(arguments), id).Get());
-    } catch (const ClientError& error) {
-      if (attempt == kAttempts || !IsConnectionLost(error.Code())) {
-        throw ClientError(kExitFailed, L"what the put has done cannot be read back: " + error.Message(), error.Code());
-      }
-    }
-    ::Sleep(1000);
-  }
-}
-
-// The provider's answer to a put does not tell what happened: one that worked comes back as "not found", one that
-// failed as success. Only another code says something, and only when the values are not there.
+// The answer says something only when the values are not there.
 int Conclude(const std::vector<Outcome>& outcomes, HRESULT answer) {
   bool failed = false;
   bool changed = false;
@@ -163,9 +146,7 @@ int Conclude(const std::vector<Outcome>& outcomes, HRESULT answer) {
     changed |= outcome.before != outcome.after;
   }
   if (!failed) return kExitDone;
-  if (FAILED(answer) && answer != kNotFound) {
-    WriteError(WmiFailed(L"the put was refused", answer).Message());
-  } else if (!changed) {
+  if (!ReportRefusal(L"the put was refused", answer) && !changed) {
     WriteError(L"nothing was changed; if the values are right, run it as an administrator, in an elevated prompt");
   }
   return kExitFailed;
@@ -210,7 +191,8 @@ int RunSet(const Arguments& arguments) {
   }
   for (const Request& request : requests) WriteProperty(instance.Get(), request.info.name, request.value);
   const HRESULT answer = wmi.Put(instance.Get(), WBEM_FLAG_UPDATE_ONLY);
-  const std::vector<PropertyState> after = ReadBack(arguments, properties, id);
+  const auto after = ReadBack<std::vector<PropertyState>>(
+      arguments, [&](const WmiClient& fresh) { return ReadStates(properties, FetchConfiguration(fresh, id).Get()); });
   if (!rewrites.empty()) rewrites = ConfirmRewrites(rewrites, MakeForecast(arguments, id, after, requests));
   const std::vector<Outcome> outcomes = CompareStates(before, requests, after);
   Report(arguments, id, outcomes, rewrites);

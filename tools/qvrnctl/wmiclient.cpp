@@ -161,6 +161,10 @@ HRESULT WmiClient::Put(IWbemClassObject* instance, LONG flags) const noexcept {
   return m_services->PutInstance(instance, flags, nullptr, nullptr);
 }
 
+HRESULT WmiClient::Delete(const std::wstring& path) const {
+  return m_services->DeleteInstance(Bstr(path.c_str()).Get(), 0, nullptr, nullptr);
+}
+
 WmiObject WmiClient::Call(const std::wstring& className, const std::wstring& method,
                           const std::vector<std::pair<const wchar_t*, Value>>& in) const {
   const std::wstring subject = className + L"." + method;
@@ -175,6 +179,25 @@ WmiObject WmiClient::Call(const std::wstring& className, const std::wstring& met
                                out.GetAddressOf(), nullptr),
         subject);
   return out;
+}
+
+WmiObject FetchClass(const WmiClient& wmi, const std::wstring& className) {
+  try {
+    return wmi.Fetch(className, L"class " + className);
+  } catch (const ClientError& error) {
+    if (error.Code() != kNotFound) throw;
+    throw ClassMissing(className, kNotFound);
+  }
+}
+
+std::vector<WmiObject> ListInstances(const WmiClient& wmi, const std::wstring& className) {
+  try {
+    return wmi.Query(L"SELECT * FROM " + className);
+  } catch (const ClientError& error) {
+    if (error.Code() != kNotFound) throw;
+  }
+  FetchClass(wmi, className);  // a class that is not registered may look like one without instances
+  return {};
 }
 
 Value ReadProperty(IWbemClassObject* object, const std::wstring& name) {

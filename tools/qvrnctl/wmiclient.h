@@ -39,6 +39,8 @@ class WmiClient {
   WmiObject Fetch(const std::wstring& path, const std::wstring& subject) const;
   /// PutInstance; the code is given as it comes, for callers that read back what happened.
   HRESULT Put(IWbemClassObject* instance, LONG flags) const noexcept;
+  /// DeleteInstance; the code is given as it comes, as that of a put.
+  HRESULT Delete(const std::wstring& path) const;
   /// A static method of a class: fills `in` by the method's declaration, gives its out-parameters.
   WmiObject Call(const std::wstring& className, const std::wstring& method,
                  const std::vector<std::pair<const wchar_t*, Value>>& in) const;
@@ -46,6 +48,11 @@ class WmiClient {
  private:
   Microsoft::WRL::ComPtr<IWbemServices> m_services;
 };
+
+/// A class itself. Throws ClientError that says what to do when it is not registered.
+WmiObject FetchClass(const WmiClient& wmi, const std::wstring& className);
+/// All instances of a class. The provider ends an enumeration without any as "not found": that is an empty list.
+std::vector<WmiObject> ListInstances(const WmiClient& wmi, const std::wstring& className);
 
 /// A property's value; NULL for one that the object does not have.
 Value ReadProperty(IWbemClassObject* object, const std::wstring& name);

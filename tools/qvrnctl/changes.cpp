@@ -1,0 +1,26 @@
+#include "tools/qvrnctl/changes.h"
+
+#include "tools/qvrnctl/output.h"
+
+namespace qvrn {
+
+void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId) {
+  WriteError(L"adapter " + adapterId + (arguments.whatIf ? L" would restart" : L" restarts now") +
+             L": its connections drop for a moment");
+}
+
+bool ReportRefusal(const std::wstring& subject, HRESULT answer) {
+  if (SUCCEEDED(answer) || answer == kNotFound) return false;
+  WriteError(WmiFailed(subject, answer).Message());
+  return true;
+}
+
+void WaitToReadAgain(const ClientError& error, int attempt) {
+  constexpr int kAttempts = 30;
+  if (attempt == kAttempts || !IsConnectionLost(error.Code())) {
+    throw ClientError(kExitFailed, L"what the change has done cannot be read back: " + error.Message(), error.Code());
+  }
+  ::Sleep(1000);
+}
+
+}  // namespace qvrn

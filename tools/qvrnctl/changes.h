@@ -1,0 +1,36 @@
+// What every change has in common: adapters restart under it, and the provider's answer does not tell what happened.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/wmiclient.h"
+
+namespace qvrn {
+
+/// Says that the adapter restarts, or would do so.
+void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId);
+
+/// Says what WMI answered when that tells something; gives whether it did. Of the provider's own answers neither success
+/// nor "not found" does: a put that worked may come back as "not found", one that failed as success.
+bool ReportRefusal(const std::wstring& subject, HRESULT answer);
+
+/// Waits a while before what a change has done is read once more. Throws ClientError when reading again is of no use:
+/// after any error but a lost connection, and after half a minute.
+void WaitToReadAgain(const ClientError& error, int attempt);
+
+/// What `read` gives over a new connection. Where a restarted adapter carries the connection to the computer itself, it
+/// takes a while until it answers again.
+template <typename Result>
+Result ReadBack(const Arguments& arguments, const std::function<Result(const WmiClient& wmi)>& read) {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      return read(WmiClient(arguments));
+    } catch (const ClientError& error) {
+      WaitToReadAgain(error, attempt);
+    }
+  }
+}
+
+}  // namespace qvrn

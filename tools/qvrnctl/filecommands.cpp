@@ -1,0 +1,193 @@
+#include <algorithm>
+#include <optional>
+
+#include "tools/qvrnctl/changes.h"
+#include "tools/qvrnctl/commands.h"
+#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/filename.h"
+#include "tools/qvrnctl/terminal.h"
+#include "tools/qvrnctl/vlanclient.h"
+#include "tools/qvrnctl/vlanfile.h"
+#include "tools/qvrnctl/vlanoutcome.h"
+
+namespace qvrn {
+namespace {
+
+constexpr std::size_t kMostFaults = 20;
+
+bool IsRemote(const Arguments& arguments) { return !arguments.computer.empty(); }
+
+std::wstring FileOf(const Arguments& arguments) { return FullFileName(arguments.operands[0], IsRemote(arguments)); }
+
+std::wstring Count(std::size_t count) { return std::to_wstring(count) + (count == 1 ? L" VLAN" : L" VLANs"); }
+
+// Ends the command with one line for each fault.
+void RefuseFaults(const std::vector<std::wstring>& faults, const std::wstring& conclusion) {
+  if (faults.empty()) return;
+  for (std::size_t i = 0; i < faults.size() && i < kMostFaults; ++i) WriteError(faults[i]);
+  if (faults.size() > kMostFaults) WriteError(L"and " + std::to_wstring(faults.size() - kMostFaults) + L" more");
+  throw Failed(conclusion);
+}
+
+// --- save ----------------------------------------------------------------------------------------------------------
+
+// What a file would lose of the VLANs: one line each.
+std::vector<std::wstring> FindLosses(std::span<const Vlan> vlans) {
+  std::vector<std::wstring> losses;
+  for (std::size_t i = 0; i < vlans.size(); ++i) {
+    std::optional<std::wstring> fault = VlanFault(vlans[i]);
+    if (!fault) fault = FindClash(vlans[i], vlans.first(i));
+    if (fault) losses.push_back(L"VLAN " + Label(vlans[i]) + L": " + *fault);
+  }
+  return losses;
+}
+
+std::vector<VlanOutcome> Outcomes(std::span<const Vlan> vlans, VlanResult result) {
+  std::vector<VlanOutcome> outcomes;
+  for (const Vlan& vlan : vlans) outcomes.push_back({vlan, result});
+  return outcomes;
+}
+
+VlanFileContent ReadSaved(const std::wstring& file, const std::vector<Adapter>& adapters) try {
+  return ReadElements(VlanFile(file).Elements(), adapters);
+} catch (const ClientError& error) {
+  throw Failed(L"the VLANs were not saved: " + error.Message());
+}
+
+// Compares the saved file with the VLANs. Throws ClientError when there is none, or one that could not be restored.
+std::vector<VlanOutcome> CompareSaved(const std::wstring& file, const std::vector<Vlan>& vlans,
+                                      const std::vector<Adapter>& adapters) {
+  const VlanFileContent saved = ReadSaved(file, adapters);
+  RefuseFaults(saved.faults, file + L" does not hold the VLANs as they are");
+  std::vector<VlanOutcome> outcomes;
+  for (const Vlan& vlan : vlans) {
+    const bool found = FindSame(saved.vlans, vlan) != nullptr;
+    outcomes.push_back({vlan, found ? VlanResult::kSaved : VlanResult::kNotSaved});
+  }
+  for (const Vlan& vlan : saved.vlans) {
+    if (FindSame(vlans, vlan) == nullptr) outcomes.push_back({vlan, VlanResult::kUnexpected});
+  }
+  return outcomes;
+}
+
+int Save(const Arguments& arguments, const WmiClient& wmi, const std::wstring& file, const std::vector<Vlan>& vlans) {
+  const HRESULT answer = CallWithFile(wmi, L"SaveVlanConfiguration", file);
+  const bool refused = ReportRefusal(L"saving was refused", answer);
+  if (IsRemote(arguments)) {
+    if (refused) return kExitFailed;
+    ReportVlans(arguments, Outcomes(vlans, VlanResult::kSaved));
+    WriteError(L"note: " + file + L" is on " + arguments.computer + L" and was not checked");
+    return kExitDone;
+  }
+  const std::vector<VlanOutcome> outcomes = CompareSaved(file, vlans, ListParents(wmi, vlans));
+  ReportVlans(arguments, outcomes);
+  if (AnyFailure(outcomes)) throw Failed(file + L" does not hold the VLANs as they are");
+  WriteError(Count(vlans.size()) + L" saved in " + file);
+  return kExitDone;
+}
+
+// --- restore -------------------------------------------------------------------------------------------------------
+
+// Says what a restore does besides creating what the file says.
+void AnnounceRestore(const Arguments& arguments, const std::vector<Vlan>& before, const std::vector<Vlan>* wanted) {
+  WriteError((arguments.whatIf ? L"restore would remove every VLAN first (" : L"restore removes every VLAN first (") +
+             std::to_wstring(before.size()) + (arguments.whatIf ? L" now), then create" : L" now), then creates") +
+             L" those of the file" + (wanted == nullptr ? L"" : L" (" + std::to_wstring(wanted->size()) + L")") +
+             L"; the adapters restart, and their connections drop");
+  if (wanted == nullptr) {
+    WriteError(L"the file is on " + arguments.computer + L" and is not checked: what it lacks or spells wrong is lost");
+    return;
+  }
+  if (wanted->empty()) WriteError(L"the file holds no VLAN: none is left");
+  if (arguments.whatIf) return;
+  for (const Vlan& vlan : before) {
+    if (FindSame(*wanted, vlan) == nullptr) WriteError(L"not in the file as it is now: " + Label(vlan));
+  }
+}
+
+void AskForConsent(const Arguments& arguments) {
+  if (arguments.yes) return;
+  if (!Confirm(L"Go on?")) throw Failed(L"not confirmed; nothing was changed");
+}
+
+// Without a terminal nobody can be asked, and what nobody has checked nobody can agree to.
+void CheckConsentPossible(const Arguments& arguments) {
+  if (arguments.yes || arguments.whatIf) return;
+  if (IsRemote(arguments))
+    throw WrongUsage(L"restore with --computer needs --yes: the file cannot be checked from here");
+  if (!CanAsk())
+    throw WrongUsage(L"restore removes every VLAN first and asks before; without a terminal it needs --yes");
+}
+
+// Network adapters that Windows knows. A VLAN is one, and listing them asks nothing of the provider while it works.
+std::size_t CountAdapters(const WmiClient& wmi) { return wmi.Query(L"SELECT * FROM Win32_NetworkAdapter").size(); }
+
+HRESULT Restore(const WmiClient& wmi, const std::wstring& file, std::size_t before, const std::wstring& goal) {
+  HRESULT answer = S_OK;
+  const std::size_t all = CountAdapters(wmi);
+  const std::size_t others = all - std::min(all, before);
+  RunWithProgress([&] { answer = CallWithFile(wmi, L"RestoreVlanConfiguration", file); },
+                  [&] {
+                    const std::size_t now = CountAdapters(wmi);
+                    return L"qvrnctl: restoring; there now: " + Count(now - std::min(now, others)) + goal;
+                  });
+  return answer;
+}
+
+bool IsUntouched(const std::vector<Vlan>& before, const std::vector<Vlan>& after) {
+  return !before.empty() && before == after;
+}
+
+int ConcludeRestore(const std::vector<VlanOutcome>& outcomes, const std::wstring& file, HRESULT answer) {
+  const bool refused = ReportRefusal(L"restoring was refused", answer);
+  for (const VlanOutcome& outcome : outcomes) {
+    if (AnyFailure({&outcome, 1})) WriteError(FormatVlanOutcome(outcome, false));
+  }
+  if (!AnyFailure(outcomes)) return refused ? kExitFailed : kExitDone;
+  WriteError(L"the VLANs are not those of " + file);
+  return kExitFailed;
+}
+
+}  // namespace
+
+int RunSave(const Arguments& arguments) {
+  const std::wstring file = FileOf(arguments);
+  const WmiClient wmi(arguments);
+  const std::vector<Vlan> vlans = ListVlans(wmi);
+  RefuseFaults(FindLosses(vlans), L"a file cannot hold these VLANs so that they can be restored; nothing was saved");
+  if (vlans.empty()) WriteError(L"there is no VLAN: restoring such a file removes every VLAN");
+  if (!arguments.whatIf) return Save(arguments, wmi, file, vlans);
+  ReportVlans(arguments, Outcomes(vlans, VlanResult::kSaved));
+  WriteError(Count(vlans.size()) + L" would be saved in " + file);
+  return kExitDone;
+}
+
+int RunRestore(const Arguments& arguments) {
+  CheckConsentPossible(arguments);
+  const std::wstring file = FileOf(arguments);
+  const WmiClient wmi(arguments);
+  const std::vector<Vlan> before = ListVlans(wmi);
+  std::optional<VlanFile> opened;  // until the provider has read it
+  std::optional<std::vector<Vlan>> wanted;
+  if (!IsRemote(arguments)) {
+    opened.emplace(file);
+    const VlanFileContent content = ReadElements(opened->Elements(), ListParents(wmi, before));
+    RefuseFaults(content.faults, file + L" would lose VLANs; nothing was changed");
+    wanted = content.vlans;
+  }
+  AnnounceRestore(arguments, before, wanted ? &*wanted : nullptr);
+  if (arguments.whatIf) {
+    const std::vector<Vlan> none;
+    ReportVlans(arguments, CompareRestored(before, wanted.value_or(none), wanted.value_or(none)));
+    return kExitDone;
+  }
+  AskForConsent(arguments);
+  const HRESULT answer = Restore(wmi, file, before.size(), wanted ? L" of " + std::to_wstring(wanted->size()) : L"");
+  const auto after = ReadBack<std::vector<Vlan>>(arguments, &ListVlans);
+  const std::vector<VlanOutcome> outcomes = CompareRestored(before, wanted.value_or(after), after);
+  ReportVlans(arguments, outcomes);
+  if (IsUntouched(before, after)) throw Failed(L"the provider has changed nothing: it could not read " + file);
+  return ConcludeRestore(outcomes, file, answer);
+}
+
+}  // namespace qvrn
