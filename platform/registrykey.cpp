@@ -52,8 +52,6 @@ LSTATUS RegistryKey::ReadText(const wchar_t* name, wchar_t* field, std::size_t f
   DWORD bytes = std::min<DWORD>(capacityBytes, kPathChars * sizeof(wchar_t));
   const LSTATUS status = ::RegQueryValueExW(m_key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &bytes);
   if (status != ERROR_SUCCESS) buffer[0] = L'\0';
-  // Half a character is none.
-  if (status == ERROR_SUCCESS && bytes % sizeof(wchar_t) != 0) buffer[bytes / sizeof(wchar_t)] = L'\0';
   CutToField(buffer, field, fieldChars);
   return status;
 }

@@ -50,7 +50,8 @@ class RegistryKey {
   LSTATUS SubkeyName(DWORD index, wchar_t (&name)[kPathChars]) const noexcept;
 
   /// Reads the text of a value, whatever its stored type, asking for at most `capacityBytes` (520 at most). Text
-  /// without a terminator gets one; text longer than the field is cut. On failure the field becomes empty.
+  /// without a terminator gets one; text longer than the field is cut; an odd last byte counts as a character. On
+  /// failure the field becomes empty.
   LSTATUS ReadText(const wchar_t* name, wchar_t* field, std::size_t fieldChars, DWORD capacityBytes) const noexcept;
   template <std::size_t Size>
   LSTATUS ReadText(const wchar_t* name, wchar_t (&field)[Size],

@@ -19,7 +19,6 @@ void PrintTo(const VlanOutcome& outcome, std::ostream* out) {
 
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 const std::vector<Adapter> kAdapters = {{L"7", L"Quorvane Ethernet", L"West", {}, {}},
@@ -223,7 +222,7 @@ TEST(FileName, IsMadeAbsoluteAndNeverTakenForAnAddress) {
       {L"", false, L""},
       {L"C:\\a%20b.xml", false, L""},
       {L"C:\\a%20b.xml", true, L""},
-      {L"C:\\a#b.xml", false, L""},
+      {L"C:\\it's #2. b.xml", false, L"C:\\it's #2. b.xml"},
       {L"C:\\a\"b.xml", false, L""},
       {L"NUL", false, L""},
       {L"\\\\?\\C:\\a.xml", false, L""},

@@ -250,7 +250,7 @@ TEST_F(NamespaceTest, RefusesBeforeItAsksTheProvider) {
     EXPECT_HRESULT(row.expected, Query(row.query, 0, enumerator)) << &row - queries;
     EXPECT_EQ(enumerator, nullptr);
   }
-  EXPECT_HRESULT(WBEM_E_PROVIDER_NOT_CAPABLE, m_services->DeleteInstance(Bstr(kPath).Get(), 0, nullptr, nullptr));
+  EXPECT_HRESULT(WBEM_E_NOT_SUPPORTED, m_services->DeleteInstance(Bstr(kPath).Get(), 0, nullptr, nullptr));
   EXPECT_EQ(m_provider.calledWith, L"");
 }
 

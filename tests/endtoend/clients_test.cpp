@@ -62,13 +62,17 @@ TEST_F(InstalledLab, RegistrationNamesTheDll) {
 
 // The module is idle until a provider has been initialised; from then on the handlers keep it in use.
 TEST_F(InstalledLab, AFreshModuleCanBeUnloaded) {
-  const HMODULE module = ::LoadLibraryW(L"C:\\qvrn\\qvrnwmiprovider.dll");
+  // A copy, as other tests of this program use the module itself.
+  constexpr wchar_t kCopy[] = L"C:\\qvrn-fresh.dll";
+  ASSERT_TRUE(::CopyFileW(L"C:\\qvrn\\qvrnwmiprovider.dll", kCopy, FALSE));
+  const HMODULE module = ::LoadLibraryW(kCopy);
   ASSERT_NE(module, nullptr);
   const auto canUnload =
       reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
   ASSERT_NE(canUnload, nullptr);
   EXPECT_EQ(canUnload(), S_OK);
   ::FreeLibrary(module);
+  ::DeleteFileW(kCopy);
 }
 
 TEST_F(InstalledLab, AnAdapterWithABrokenDescriptionIsLeftOut) {

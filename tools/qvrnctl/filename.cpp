@@ -21,7 +21,6 @@ const wchar_t* Objection(const std::wstring& name) {
   if (name.empty()) return L"it is empty";
   if (name.starts_with(L"\\\\.\\")) return L"that is a device";
   if (name.find(L'%') != std::wstring::npos) return L"the XML reader would take % for the escape of a character";
-  if (name.find(L'#') != std::wstring::npos) return L"the XML reader would take # for the end of the name";
   if (name.find_first_of(L"\"<>|*?") != std::wstring::npos) return L"no file name holds any of \" < > | * ?";
   return nullptr;
 }

@@ -79,7 +79,7 @@ VlanOutcome Remove(const Arguments& arguments, const Vlan& vlan) {
   if (arguments.whatIf) return {vlan, VlanResult::kRemoved};
   const HRESULT answer = RemoveVlan(WmiClient(arguments), vlan);
   const bool gone = FindGuid(ReadVlansBack(arguments), vlan.guid) == nullptr;
-  const VlanOutcome outcome = {vlan, gone ? VlanResult::kRemoved : VlanResult::kNotRemoved};
+  VlanOutcome outcome = {vlan, gone ? VlanResult::kRemoved : VlanResult::kNotRemoved};
   Conclude(outcome, L"VLAN " + Label(vlan) + L" was not removed", answer);
   return outcome;
 }

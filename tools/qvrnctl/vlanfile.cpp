@@ -58,7 +58,7 @@ Vlan ReadElement(const VlanElement& element) {
 
 std::optional<std::wstring> ContentFault(const Vlan& vlan, std::span<const Vlan> earlier,
                                          const std::vector<Adapter>& adapters) {
-  if (const auto fault = VlanFault(vlan)) return fault;
+  if (auto fault = VlanFault(vlan)) return fault;
   const bool known = std::ranges::any_of(adapters, [&](const Adapter& adapter) { return adapter.id == vlan.adapter; });
   if (!known) return L"adapter " + vlan.adapter + L" is not served by the provider";
   return FindClash(vlan, earlier);
