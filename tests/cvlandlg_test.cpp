@@ -87,7 +87,7 @@ TEST_F(VlanEngineTest, PreparesFromWhateverTheBindingsHold) {
 }
 
 TEST_F(VlanEngineTest, PreparesOnlyWithAdapterAndFolder) {
-  const auto prepare = [this](bool installed, bool bound) {
+  const auto prepare = [](bool installed, bool bound) {
     CVlanDlg engine(Machine::InstanceKey(7).c_str());
     const bool prepared = engine.Prepare();
     EXPECT_EQ(engine.IsDriverInstalled(), installed);

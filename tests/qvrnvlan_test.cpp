@@ -333,6 +333,19 @@ TEST_F(VlanTest, AGetFindsNothingForKeysThatAreNotListed) {
   EXPECT_EQ(m_client.provider.Enumerate(kClass).Text(), kNotFound);
 }
 
+// The driver keeps the key of an adapter without VLANs; where that is its last one, no parent is found any more.
+TEST_F(VlanTest, WithoutVlansOnTheLastAdapterNoneIsFoundByItsPath) {
+  Create(10, L"Office");
+  Create(20, L"Backup", 0, L"12");
+  const std::wstring path = VlanClient::Path(m_client.KeyOf(10));
+  EXPECT_EQ(m_client.provider.Delete(VlanClient::Path(m_client.KeyOf(20)).c_str()).result.value, S_OK);
+  EXPECT_EQ(m_client.provider.Get(path.c_str()).Text(), kNotFound);
+  EXPECT_EQ(m_client.provider.Delete(path.c_str()).Text(), "0x80041002, sink 0x80041002");
+  EXPECT_THAT(m_client.List(), ElementsAre(L"7/10 Office (0)"));
+  Create(20, L"Backup", 0, L"12");
+  EXPECT_EQ(m_client.provider.Delete(path.c_str()).Text(), "0x00000000, sink 0x00000000");
+}
+
 TEST_F(VlanTest, AnInstanceThatCannotBeBuiltHasItsOwnStatus) {
   Create(10, L"Office");
   const std::wstring path = VlanClient::Path(m_client.KeyOf(10));

@@ -262,7 +262,7 @@ TEST_F(VlanClientTest, WhatWasSavedComesBack) {
   const ProgramResult save = Client(L"save C:\\qvrn-vlans.xml");
   EXPECT_EQ(save.exitCode, 0u) << save.errors;
   EXPECT_THAT(save.errors, HasSubstr("3 VLANs saved in C:\\qvrn-vlans.xml"));
-  EXPECT_EQ(Client(L"vlan remove 7/10 12/300").exitCode, 0u);
+  EXPECT_EQ(Client(L"vlan remove 12/300 7/10").exitCode, 0u);
   EXPECT_EQ(Client(L"vlan add 12 --id 5 --name Late").exitCode, 0u);
   const char kOutcome[] =
       "would remove 12/5 \"Late\" .*\nwould create 7/10 \"Office\"\nwould create again 7/20 \"Vo & <ice>\"\nwould "

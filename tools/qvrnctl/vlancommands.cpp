@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cwctype>
 #include <map>
 
 #include "tools/qvrnctl/changes.h"
@@ -13,6 +14,11 @@ namespace {
 constexpr wchar_t kRefusedReasons[] =
     L"the provider does not say why: the adapter may belong to a team, the VLAN driver's files may be missing, another "
     L"program may be changing the network configuration, or it takes an administrator, in an elevated prompt";
+// The provider finds the adapter below a VLAN only while the last adapter that the VLAN driver knows has VLANs, too.
+constexpr wchar_t kNoParentReasons[] =
+    L"the provider does not find the adapter below it, as the adapter with the highest GUID of those that had VLANs "
+    L"has "
+    L"none: create one there, and remove it after this one";
 
 // The VLANs as they are after a change, whatever it did to the connection.
 std::vector<Vlan> ReadVlansBack(const Arguments& arguments) {
@@ -23,9 +29,10 @@ void RefuseClash(const Vlan& wanted, const std::vector<Vlan>& vlans) {
   if (const auto clash = FindClash(wanted, vlans)) throw Failed(*clash + L"; nothing was changed");
 }
 
-int Conclude(const VlanOutcome& outcome, const std::wstring& subject, HRESULT answer) {
+int Conclude(const VlanOutcome& outcome, const std::wstring& subject, HRESULT answer,
+             const wchar_t* reasons = kRefusedReasons) {
   if (!AnyFailure({&outcome, 1})) return kExitDone;
-  if (!ReportRefusal(subject, answer)) WriteError(subject + L"; " + kRefusedReasons);
+  if (!ReportRefusal(subject, answer)) WriteError(subject + L"; " + reasons);
   return kExitFailed;
 }
 
@@ -62,7 +69,16 @@ VlanOutcome JudgeChanged(const Vlan& wanted, const std::vector<Vlan>& after) {
 
 // --- remove --------------------------------------------------------------------------------------------------------
 
-// The VLANs that the operands name, each once. Throws ClientError when one names none: nothing is removed then.
+// The GUID of the adapter below a VLAN, for comparison.
+std::wstring ParentGuid(const std::vector<Adapter>& adapters, const Vlan& vlan) {
+  const auto parent = std::ranges::find(adapters, vlan.adapter, &Adapter::id);
+  std::wstring guid = parent == adapters.end() ? L"" : TextOf(parent->guid);
+  std::ranges::transform(guid, guid.begin(), [](wchar_t unit) { return static_cast<wchar_t>(std::towupper(unit)); });
+  return guid;
+}
+
+// The VLANs that the operands name, each once, in an order in which each can be removed: those of the adapter with the
+// highest GUID last. Throws ClientError when an operand names none: nothing is removed then.
 std::vector<Vlan> MatchOperands(const Arguments& arguments, const WmiClient& wmi) {
   const std::vector<Vlan> vlans = ListVlans(wmi);
   const std::vector<Adapter> adapters = ListParents(wmi, vlans);
@@ -71,6 +87,7 @@ std::vector<Vlan> MatchOperands(const Arguments& arguments, const WmiClient& wmi
     const Vlan& vlan = MatchVlan(vlans, adapters, operand);
     if (FindGuid(meant, vlan.guid) == nullptr) meant.push_back(vlan);
   }
+  std::ranges::stable_sort(meant, {}, [&adapters](const Vlan& vlan) { return ParentGuid(adapters, vlan); });
   return meant;
 }
 
@@ -80,7 +97,8 @@ VlanOutcome Remove(const Arguments& arguments, const Vlan& vlan) {
   const HRESULT answer = RemoveVlan(WmiClient(arguments), vlan);
   const bool gone = FindGuid(ReadVlansBack(arguments), vlan.guid) == nullptr;
   VlanOutcome outcome = {vlan, gone ? VlanResult::kRemoved : VlanResult::kNotRemoved};
-  Conclude(outcome, L"VLAN " + Label(vlan) + L" was not removed", answer);
+  Conclude(outcome, L"VLAN " + Label(vlan) + L" was not removed", answer,
+           answer == kNotFound ? kNoParentReasons : kRefusedReasons);
   return outcome;
 }
 
