@@ -122,15 +122,18 @@ bool CVlanDlg::ReadBindings() {
 }
 
 // Each string is a device name: a prefix and the miniport's instance GUID. The data ends in a terminator of its own, or
-// the walk ends with an assertion; it never leaves the data, behind which two more terminators lie.
-void CVlanDlg::AddBoundVlans(const wchar_t* strings, LONG chars) noexcept {
-  CVlanKeySearch search;
+// the walk ends with an assertion; it never leaves the data, behind which two more terminators lie. Throws
+// std::bad_alloc.
+void CVlanDlg::AddBoundVlans(const wchar_t* strings, LONG chars) {
+  std::vector<const wchar_t*> instanceIds;
   while (chars > 1) {
     const std::size_t length = std::wcslen(strings);
-    if (length >= kDevicePrefixChars) m_list.Add(strings + kDevicePrefixChars, search);
+    if (length >= kDevicePrefixChars) instanceIds.push_back(strings + kDevicePrefixChars);
     strings += length + 1;
     chars -= static_cast<LONG>(length + 1);
   }
+  CVlanKeySearch search(instanceIds);
+  for (const wchar_t* instanceId : instanceIds) m_list.Add(instanceId, search);
   QVRN_CHECK(chars == 1, "DataLen == 1", kSource);
 }
 

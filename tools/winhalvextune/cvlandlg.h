@@ -55,7 +55,7 @@ class CVlanDlg {
   bool ReadInstanceId() noexcept;
   bool ReadPackageDirectory() noexcept;
   bool ReadBindings();
-  void AddBoundVlans(const wchar_t* strings, LONG chars) noexcept;
+  void AddBoundVlans(const wchar_t* strings, LONG chars);
   bool InstallDriver() const noexcept;
   bool IsPending(const VlanTexts& texts) const noexcept;
 

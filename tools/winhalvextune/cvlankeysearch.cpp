@@ -21,23 +21,29 @@ void ReportUnusableKey(LSTATUS status) noexcept {
 }  // namespace
 
 RegistryKey CVlanKeySearch::Find(const wchar_t* instanceId) {
-  RegistryKey key;
-  if (const Instance* visited = FindVisited(instanceId)) {
-    const LSTATUS status = OpenInstance(*visited, key);
+  if (Instance* visited = FindVisited(instanceId)) {
+    const LSTATUS status = visited->key ? ERROR_SUCCESS : OpenInstance(*visited);
     if (status != ERROR_SUCCESS) ReportUnusableKey(status);
-    return key;
+    return std::move(visited->key);
   }
-  while (VisitNext(key)) {
-    if (SameText(m_visited.back().id, instanceId)) return key;
+  while (VisitNext()) {
+    Instance& instance = m_visited.back();
+    if (SameText(instance.id, instanceId)) return std::move(instance.key);
+    if (!IsWanted(instance.id)) instance.key.Close();
   }
   ReportEnd();
   return {};
 }
 
-const CVlanKeySearch::Instance* CVlanKeySearch::FindVisited(const wchar_t* instanceId) const noexcept {
+CVlanKeySearch::Instance* CVlanKeySearch::FindVisited(const wchar_t* instanceId) noexcept {
   const auto found = std::find_if(m_visited.begin(), m_visited.end(),
                                   [instanceId](const Instance& instance) { return SameText(instance.id, instanceId); });
   return found == m_visited.end() ? nullptr : &*found;
+}
+
+bool CVlanKeySearch::IsWanted(const wchar_t* instanceId) const noexcept {
+  return std::any_of(m_wanted.begin(), m_wanted.end(),
+                     [instanceId](const wchar_t* wanted) { return SameText(wanted, instanceId); });
 }
 
 bool CVlanKeySearch::OpenClass() noexcept {
@@ -53,13 +59,14 @@ bool CVlanKeySearch::OpenClass() noexcept {
 }
 
 // Visits instances up to the next that has an id, and opens it. False at the end.
-bool CVlanKeySearch::VisitNext(RegistryKey& key) {
+bool CVlanKeySearch::VisitNext() {
   if (m_end != End::NotReached || !OpenClass()) return false;
   while (m_next < m_subkeys) {
     Instance& instance = m_visited.emplace_back();
     m_classKey.SubkeyName(m_next++, instance.name);
-    m_status = OpenInstance(instance, key);
-    if (m_status == ERROR_SUCCESS && key.ReadText(kNetCfgInstanceId, instance.id) == ERROR_SUCCESS) return true;
+    m_status = OpenInstance(instance);
+    if (m_status == ERROR_SUCCESS && instance.key.ReadText(kNetCfgInstanceId, instance.id) == ERROR_SUCCESS)
+      return true;
     m_visited.pop_back();
     if (m_status == ERROR_SUCCESS) continue;
     m_end = End::KeyUnusable;
@@ -69,8 +76,8 @@ bool CVlanKeySearch::VisitNext(RegistryKey& key) {
   return false;
 }
 
-LSTATUS CVlanKeySearch::OpenInstance(const Instance& instance, RegistryKey& key) const noexcept {
-  return key.Open(m_classKey.Get(), instance.name, KEY_ALL_ACCESS);
+LSTATUS CVlanKeySearch::OpenInstance(Instance& instance) const noexcept {
+  return instance.key.Open(m_classKey.Get(), instance.name, KEY_ALL_ACCESS);
 }
 
 void CVlanKeySearch::ReportEnd() const noexcept {

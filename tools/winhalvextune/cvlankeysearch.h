@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <utility>
 #include <vector>
 
 #include "platform/boundedtext.h"
@@ -14,6 +15,10 @@ namespace qvrn {
 /// included. For look-ups between which no instance comes or goes.
 class CVlanKeySearch {
  public:
+  CVlanKeySearch() noexcept = default;
+  /// For look-ups of these instance GUIDs, borrowed: what is passed on the way to another of them stays open for its turn.
+  explicit CVlanKeySearch(std::vector<const wchar_t*> wanted) noexcept : m_wanted(std::move(wanted)) {}
+
   /// The instance's key with full access; none after a report. One instance that cannot be opened with full access ends
   /// the search for all behind it (kept). Throws std::bad_alloc.
   RegistryKey Find(const wchar_t* instanceId);
@@ -25,14 +30,17 @@ class CVlanKeySearch {
   struct Instance {
     wchar_t id[kGuidChars];
     wchar_t name[kPathChars];
+    RegistryKey key;  // open while the instance is wanted and has not been handed out
   };
 
-  const Instance* FindVisited(const wchar_t* instanceId) const noexcept;
+  Instance* FindVisited(const wchar_t* instanceId) noexcept;
+  bool IsWanted(const wchar_t* instanceId) const noexcept;
   bool OpenClass() noexcept;
-  bool VisitNext(RegistryKey& key);
-  LSTATUS OpenInstance(const Instance& instance, RegistryKey& key) const noexcept;
+  bool VisitNext();
+  LSTATUS OpenInstance(Instance& instance) const noexcept;
   void ReportEnd() const noexcept;
 
+  std::vector<const wchar_t*> m_wanted;
   RegistryKey m_classKey;
   DWORD m_subkeys = 0;
   DWORD m_next = 0;
