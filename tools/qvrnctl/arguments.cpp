@@ -30,10 +30,13 @@ constexpr OptionRow kOptions[] = {
     {L"--json", kOptionJson, nullptr, &Arguments::json, L"", L"print an array of flat objects for programs"},
     {L"--what-if", kOptionWhatIf, nullptr, &Arguments::whatIf, L"", L"say what would be done, and do nothing"},
     {L"--yes", kOptionYes, nullptr, &Arguments::yes, L"", L"ask for no confirmation"},
+    {L"--no-color", kOptionNoColour, nullptr, &Arguments::noColour, L"", L"nothing is coloured, with or without this"},
     {L"--help", kOptionHelp, nullptr, &Arguments::help, L"", L"print this help, or that of a command"},
     {L"--version", kOptionVersion, nullptr, &Arguments::version, L"", L"print the version"},
 };
-constexpr unsigned kOptionsEverywhere = kOptionHelp | kOptionVersion;
+constexpr unsigned kOptionsEverywhere = kOptionHelp | kOptionVersion | kOptionNoColour;
+
+constexpr wchar_t kExitStatuses[] = L"\nexit status: 0 done, 1 failed, 2 wrong usage\n";
 
 constexpr wchar_t kGeneralUsage[] = L"usage: qvrnctl COMMAND [ARGUMENTS...] [OPTIONS...]; try qvrnctl --help";
 
@@ -165,11 +168,12 @@ std::wstring GeneralHelp(std::span<const Command> commands) {
     rows.push_back({std::wstring(L"  ") + command.name + L" " + command.operands, command.summary});
   }
   help += FormatTable(rows) + L"\noptions:\n" + OptionLines(~0U);
-  return help + L"\nexit status: 0 done, 1 failed, 2 wrong usage\n";
+  return help + kExitStatuses;
 }
 
 std::wstring CommandHelp(const Command& command) {
-  return Usage(command) + L"\n\n" + command.details + L"\noptions:\n" + OptionLines(command.options | kOptionHelp);
+  return Usage(command) + L"\n\n" + command.details + L"\nexample:\n  qvrnctl " + command.example + L"\n\noptions:\n" +
+         OptionLines(command.options | kOptionHelp) + kExitStatuses;
 }
 
 }  // namespace qvrn

@@ -23,11 +23,12 @@ struct Arguments {
   bool association = false;
   bool whatIf = false;
   bool yes = false;
+  bool noColour = false;  ///< taken for the sake of scripts: nothing is coloured
   bool help = false;
   bool version = false;
 };
 
-/// Options as bits, so that a command can say which ones it takes. Help and version are taken everywhere.
+/// Options as bits, so that a command can say which ones it takes. Help, version and no colour are taken everywhere.
 enum Option : unsigned {
   kOptionComputer = 1,
   kOptionNamespace = 2,
@@ -40,6 +41,7 @@ enum Option : unsigned {
   kOptionId = 256,
   kOptionName = 512,
   kOptionPriority = 1024,
+  kOptionNoColour = 2048,
 };
 inline constexpr unsigned kReadingOptions = kOptionComputer | kOptionNamespace | kOptionJson;
 inline constexpr unsigned kChangingOptions = kReadingOptions | kOptionWhatIf | kOptionYes;
@@ -57,6 +59,7 @@ struct Command {
   unsigned needed;         ///< those of the options that must be given
   const wchar_t* summary;  ///< one line
   const wchar_t* details;  ///< whole lines
+  const wchar_t* example;  ///< its words as a person would type them
   int (*run)(const Arguments& arguments);
 };
 

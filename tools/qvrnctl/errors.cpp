@@ -20,9 +20,11 @@ struct CodeRow {
 };
 
 constexpr wchar_t kReinstall[] =
-    L"the classes are not registered; run mofcomp on qvrnwmiprovider.mof in an elevated prompt";
+    L"the classes are not registered; in an elevated prompt, repair the installation or run mofcomp on "
+    L"qvrnwmiprovider.mof";
 constexpr wchar_t kReload[] =
-    L"the provider could not be loaded; run regsvr32 on qvrnwmiprovider.dll in an elevated prompt";
+    L"the provider could not be loaded; in an elevated prompt, repair the installation or run regsvr32 on "
+    L"qvrnwmiprovider.dll";
 constexpr wchar_t kElevate[] = L"run it as an administrator, in an elevated prompt";
 constexpr wchar_t kReach[] = L"check the computer's name, that it is on, and that its firewall lets WMI in";
 

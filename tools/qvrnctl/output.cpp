@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "tools/qvrnctl/displaywidth.h"
 #include "tools/qvrnctl/errors.h"
 
 namespace qvrn {
@@ -15,18 +16,10 @@ namespace {
 bool IsHighSurrogate(wchar_t unit) { return (unit & 0xFC00) == 0xD800; }
 bool IsLowSurrogate(wchar_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-std::size_t CountCharacters(std::wstring_view text) {
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < text.size(); ++i, ++count) {
-    if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) ++i;
-  }
-  return count;
-}
-
 std::vector<std::size_t> ColumnWidths(const std::vector<TableRow>& rows) {
   std::vector<std::size_t> widths(rows.front().size());
   for (const TableRow& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], CountCharacters(row[i]));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
   }
   return widths;
 }
@@ -113,7 +106,7 @@ std::wstring FormatTable(const std::vector<TableRow>& rows) {
   for (const TableRow& row : rows) {
     std::wstring line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i] + std::wstring(widths[i] - CountCharacters(row[i]) + 2, L' ');
+      line += row[i] + std::wstring(widths[i] - DisplayWidth(row[i]) + 2, L' ');
     }
     line.erase(line.find_last_not_of(L' ') + 1);
     table += line + L"\n";

@@ -75,13 +75,34 @@ std::wstring ParameterKey(const std::wstring& adapterKey, const PropertyInfo& in
   return adapterKey + L"\\Ndi\\config\\" + info.keyword;
 }
 
-// What the driver says against a value; none when it takes the value, or says nothing about it.
-std::optional<std::wstring> DriversObjection(const std::wstring& parameter, std::int64_t value,
-                                             const TextReader& readText) {
-  const std::optional<std::wstring> type = readText(parameter, L"type");
-  if (type == L"enum" && !readText(parameter + L"\\Enum", std::to_wstring(value))) {
-    return L"it is not among the driver's values";
+// The values that a driver's list is asked for, as WMI cannot list it: those that the schema names, or else small ones.
+std::vector<std::wstring> LikelyValues(const PropertyInfo& info) {
+  constexpr int kSmallValues = 16;
+  std::vector<std::wstring> values;
+  for (const NamedValue& named : info.namedValues) values.push_back(named.value);
+  for (int value = 0; values.size() < kSmallValues && info.namedValues.empty(); ++value) {
+    values.push_back(std::to_wstring(value));
   }
+  return values;
+}
+
+// "it is not among the driver's values", with those that are.
+std::wstring NotAmongValues(const PropertyInfo& info, const std::wstring& list, const TextReader& readText) {
+  std::vector<std::wstring> taken;
+  for (const std::wstring& value : LikelyValues(info)) {
+    const std::optional<std::wstring> meaning = readText(list, value);
+    if (meaning) taken.push_back(value + L" (" + *meaning + L")");
+  }
+  const wchar_t kRefusal[] = L"it is not among the driver's values";
+  return taken.empty() ? kRefusal : kRefusal + (L": " + Join(taken));
+}
+
+// What the driver says against a value; none when it takes the value, or says nothing about it.
+std::optional<std::wstring> DriversObjection(const PropertyInfo& info, const std::wstring& parameter,
+                                             std::int64_t value, const TextReader& readText) {
+  const std::optional<std::wstring> type = readText(parameter, L"type");
+  const std::wstring list = parameter + L"\\Enum";
+  if (type == L"enum" && !readText(list, std::to_wstring(value))) return NotAmongValues(info, list, readText);
   if (type != L"int") return std::nullopt;
   const std::optional<std::wstring> least = readText(parameter, L"min");
   const std::optional<std::wstring> most = readText(parameter, L"max");
@@ -237,7 +258,7 @@ std::vector<std::wstring> FindRefusals(const std::wstring& adapterId, const std:
   for (const auto& [info, asked] : requests) {
     const auto* value = std::get_if<std::int64_t>(&asked);
     if (value == nullptr || info.keyword.empty() || asked == ValueOf(states, info.name)) continue;
-    const std::optional<std::wstring> objection = DriversObjection(ParameterKey(key, info), *value, readText);
+    const std::optional<std::wstring> objection = DriversObjection(info, ParameterKey(key, info), *value, readText);
     if (objection) refusals.push_back(info.name + L" cannot be " + FormatValue(asked) + L": " + *objection);
   }
   return refusals;

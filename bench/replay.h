@@ -6,27 +6,23 @@
 
 #include <wrl/client.h>
 
+#include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
 namespace bench {
 
-/// The keys and network configuration objects that recorded calls are made on when they are made again. Recorded names
-/// of keys and components stand for the live ones: what was handed out last is what the next new name stands for.
+/// The keys and network configuration objects that recorded calls are made on when they are made again. A recorded key
+/// or component stands for a live one: a new name for what was handed out last.
 class Live {
  public:
   /// The live key of a recorded one; predefined keys are their own.
   HKEY Key(HKEY recorded);
   /// Where the live key of a recorded one goes when it is opened.
   HKEY* Opened(HKEY recorded) { return &m_keys[recorded]; }
-  LSTATUS Close(HKEY recorded);
-  /// A buffer for data that nobody looks at.
-  BYTE* Room(DWORD bytes);
-
   /// A new session with the network configuration, in place of the one before.
   HRESULT CreateNetCfg();
-  /// The component with this recorded GUID; throws std::runtime_error when none was handed out for it.
+  /// The component with this recorded GUID; throws std::out_of_range when none was handed out for it.
   INetCfgComponent* Component(const std::wstring& guid);
 
   Microsoft::WRL::ComPtr<INetCfg> netCfg;
@@ -34,17 +30,23 @@ class Live {
   Microsoft::WRL::ComPtr<INetCfgClass> networkClass;
   Microsoft::WRL::ComPtr<INetCfgClassSetup> setup;
   Microsoft::WRL::ComPtr<IEnumNetCfgComponent> components;
-  Microsoft::WRL::ComPtr<IEnumNetCfgBindingPath> paths;
-  Microsoft::WRL::ComPtr<INetCfgBindingPath> path;
-  Microsoft::WRL::ComPtr<IEnumNetCfgBindingInterface> interfaces;
-  Microsoft::WRL::ComPtr<INetCfgBindingInterface> bindingInterface;
   Microsoft::WRL::ComPtr<INetCfgComponent> newComponent;  ///< handed out, and not named yet
   HKEY newKey = nullptr;                                  ///< the same
 
  private:
   std::map<HKEY, HKEY> m_keys;
   std::map<std::wstring, Microsoft::WRL::ComPtr<INetCfgComponent>> m_components;
-  std::vector<BYTE> m_room;
 };
+
+/// A platform call that the provider made.
+struct Call {
+  std::string name;                  ///< "RegOpenKeyExW", "INetCfg::Initialize"
+  LONG result;                       ///< what the provider got
+  std::function<LONG(Live&)> again;  ///< the same call with the same arguments
+};
+
+/// A call that the lab's journal shows as "METHOD(ARGUMENTS) = 0xRESULT". Throws std::runtime_error for one that cannot
+/// be made again.
+Call NetworkCall(const std::wstring& line);
 
 }  // namespace bench

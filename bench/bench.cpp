@@ -1,6 +1,6 @@
 // qvrnbench [ROUNDS]: what requests to the provider cost on the lab's machine, as a table. Each row: the time of a
-// request and that of its floor, the same calls on the registry and on the network configuration in a bare loop; and
-// how many of them there are. Runs in an installed lab; docs/performance.md explains the table.
+// request and that of its floor, the provider's platform calls in a bare loop; and how many of them there are. Runs in an
+// installed lab; docs/performance.md explains the table.
 #include <windows.h>
 
 #include <algorithm>
@@ -11,25 +11,24 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/boundedtext.h"
 #include "platform/registrykey.h"
-#include "tests/bench/recording.h"
+#include "bench/recording.h"
 #include "tests/support/crashexit.h"
 #include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/vlanclient.h"
 #include "tools/qvrnctl/wmiclient.h"
 
 namespace {
 
-using qvrn::WmiObject;
-
 constexpr wchar_t kClassKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}\\";
 constexpr wchar_t kAdapterClass[] = L"QvrnEN_NetworkAdapterConfiguration";
-constexpr wchar_t kVlanClass[] = L"QvrnEN_VLAN";
 constexpr std::size_t kServedAdapters = 2;
 constexpr DWORD kOtherAdapters = 8;
-constexpr int kUsualRounds = 9;
+constexpr int kUsualRounds = 15;
 
 void Require(bool holds, const char* what) {
   if (!holds) throw std::runtime_error(what);
@@ -64,31 +63,29 @@ DWORD AdapterKeys() {
 /// What a client asks for. Each request is checked, so that no row shows what failed early.
 class Client {
  public:
-  void ListAdapters() const { Require(List(kAdapterClass) == kServedAdapters, "adapters are missing"); }
-  void GetAdapter() const { m_wmi.Fetch(std::wstring(kAdapterClass) + L".SettingID=\"7\"", L"adapter 7"); }
-  void ListVlans(std::size_t expected) const { Require(List(kVlanClass) == expected, "VLANs are missing"); }
-
-  void CreateVlan(LONG number) const {
-    WmiObject instance;
-    qvrn::FetchClass(m_wmi, kVlanClass)->SpawnInstance(0, &instance);
-    qvrn::WriteProperty(instance.Get(), L"ParentDeviceID", L"7");
-    qvrn::WriteProperty(instance.Get(), L"VLANName", L"VLAN " + std::to_wstring(number));
-    qvrn::WriteProperty(instance.Get(), L"VLANNumber", number);
-    Require(SUCCEEDED(m_wmi.Put(instance.Get(), WBEM_FLAG_CREATE_OR_UPDATE)), "a VLAN was not created");
+  void ListAdapters() const {
+    Require(qvrn::ListInstances(m_wmi, kAdapterClass).size() == kServedAdapters, "adapters are missing");
   }
-  void DeleteVlan(const std::wstring& path) const { Require(SUCCEEDED(m_wmi.Delete(path)), "a VLAN was not deleted"); }
-  /// Path of the VLAN with this number.
-  std::wstring Find(LONG number) const {
-    for (const WmiObject& vlan : qvrn::ListInstances(m_wmi, kVlanClass)) {
-      if (qvrn::ReadProperty(vlan.Get(), L"VLANNumber") != qvrn::Value(std::int64_t{number})) continue;
-      return kVlanClass + (L".Name=\"" + std::get<std::wstring>(qvrn::ReadProperty(vlan.Get(), L"Name"))) + L"\"";
-    }
-    throw std::runtime_error("a VLAN was not created");
+  void GetAdapter() const { m_wmi.Fetch(std::wstring(kAdapterClass) + L".SettingID=\"7\"", L"adapter 7"); }
+  void ListVlans(std::size_t expected) const {
+    Require(qvrn::ListVlans(m_wmi).size() == expected, "VLANs are missing");
+  }
+  void CreateVlan(LONG number) const {
+    const qvrn::Vlan wanted = {L"", L"7", L"VLAN " + std::to_wstring(number), number, 0};
+    Require(SUCCEEDED(qvrn::CreateVlan(m_wmi, wanted)), "a VLAN was not created");
+  }
+  void DeleteVlan(const qvrn::Vlan& vlan) const {
+    Require(SUCCEEDED(qvrn::RemoveVlan(m_wmi, vlan)), "a VLAN was not deleted");
+  }
+  qvrn::Vlan Find(LONG number) const {
+    const std::vector<qvrn::Vlan> vlans = qvrn::ListVlans(m_wmi);
+    const auto found =
+        std::find_if(vlans.begin(), vlans.end(), [=](const auto& vlan) { return vlan.number == number; });
+    Require(found != vlans.end(), "a VLAN was not created");
+    return *found;
   }
 
  private:
-  std::size_t List(const wchar_t* className) const { return qvrn::ListInstances(m_wmi, className).size(); }
-
   qvrn::WmiClient m_wmi{L"", L"root\\cimv2"};
 };
 
@@ -119,14 +116,20 @@ struct Row {
   bench::Recording recording;
   std::vector<double> times;
   std::vector<double> floors;
+
+  /// Number of calls whose names start like this.
+  std::size_t Count(std::string_view start) const {
+    const auto starts = [start](const bench::Call& call) { return call.name.starts_with(start); };
+    return static_cast<std::size_t>(std::count_if(recording.begin(), recording.end(), starts));
+  }
 };
 
 void Print(const Row& row, DWORD keys) {
   const double time = Median(row.times);
   const double floor = Median(row.floors);
   std::printf("| %s | %lu | %.1f | %.1f | %.2f | %zu | %zu | %zu |\n", row.request->name.c_str(), keys, time, floor,
-              time / floor, bench::Count(row.recording, L"Reg"), bench::Count(row.recording, L"RegEnumKeyExW"),
-              bench::Count(row.recording, L"INetCfg") + bench::Count(row.recording, L"IEnumNetCfg"));
+              time / floor, row.Count("Reg"), row.Count("RegEnumKeyExW"),
+              row.Count("INetCfg") + row.Count("IEnumNetCfg"));
   std::fflush(stdout);
 }
 
@@ -155,25 +158,20 @@ void Measure(const std::vector<Request>& cycle, int rounds) {
 
 void MeasureAll(int rounds) {
   const Client client;
-  std::wstring path;
-  const auto createAndDelete = [&](const char* which, LONG number) {
-    Measure({{std::string("create ") + which, [&client, number] { client.CreateVlan(number); }},
-             {std::string("delete ") + which, [&client, &path] { client.DeleteVlan(path); },
-              [&client, &path, number] { path = client.Find(number); }}},
-            rounds);
-  };
   std::printf("| request | adapter keys | ms | floor, ms | ratio | registry calls | keys listed | INetCfg calls |\n");
   std::printf("|---|--:|--:|--:|--:|--:|--:|--:|\n");
-  Measure({{"enumerate 2 adapters", [&client] { client.ListAdapters(); }}}, rounds);
-  Measure({{"get 1 adapter", [&client] { client.GetAdapter(); }}}, rounds);
-  createAndDelete("the only VLAN", 1);
+  Measure({{"enumerate adapters: 2", [&client] { client.ListAdapters(); }}}, rounds);
+  Measure({{"get an adapter", [&client] { client.GetAdapter(); }}}, rounds);
   LONG vlans = 0;
   for (const LONG wanted : {1, 8, 32}) {
     while (vlans < wanted) client.CreateVlan(++vlans);
-    const auto list = [&client, vlans] { client.ListVlans(static_cast<std::size_t>(vlans)); };
-    Measure({{"enumerate VLANs: " + std::to_string(vlans), list}}, rounds);
+    const std::string count = std::to_string(vlans);
+    Measure({{"enumerate VLANs: " + count, [&] { client.ListVlans(static_cast<std::size_t>(vlans)); }}}, rounds);
+    qvrn::Vlan created;
+    Measure({{"create one more", [&] { client.CreateVlan(vlans + 1); }},
+             {"delete it", [&] { client.DeleteVlan(created); }, [&] { created = client.Find(vlans + 1); }}},
+            rounds);
   }
-  createAndDelete("a 33rd VLAN", 33);
 }
 
 }  // namespace
