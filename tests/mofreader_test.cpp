@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <string>
@@ -58,75 +59,38 @@ class Pair
 };
 )mof";
 
-std::vector<std::wstring> NamesOf(const std::vector<Property>& properties) {
-  std::vector<std::wstring> names;
-  names.reserve(properties.size());
+using Names = std::vector<std::wstring>;
+
+Names NamesOf(const std::vector<Property>& properties) {
+  Names names;
   for (const Property& property : properties) names.push_back(property.name);
   return names;
 }
 
-using Names = std::vector<std::wstring>;
-
-TEST(MofReader, ReadsClassesWithInheritance) {
-  const Schema schema = Read(kRegistration);
+TEST(MofReader, ReadsClassesAndRegistrations) {
+  const Schema schema = Read(std::string(kRegistration) + "class Third : Derived {};");
   const auto base = schema.Find(L"BASE");
   const auto derived = schema.Find(L"Derived");
-  ASSERT_TRUE(base != nullptr && derived != nullptr);
-
+  const auto third = schema.Find(L"Third");
+  ASSERT_TRUE(base != nullptr && derived != nullptr && third != nullptr);
   EXPECT_EQ(L"Some", base->Provider());
   EXPECT_EQ(Value(L"Two literals"), FindQualifier(base->qualifiers, L"description")->value);
-  EXPECT_EQ((Names{L"Id", L"Mode", L"Bytes"}), NamesOf(base->properties));
-  EXPECT_TRUE(base->Find(L"id")->IsKey());
   EXPECT_EQ(Value(std::int64_t{16}), FindQualifier(base->Find(L"Mode")->qualifiers, L"maxvalue")->value);
-  EXPECT_EQ(CIM_UINT8 | CIM_FLAG_ARRAY, base->Find(L"Bytes")->type);
-  EXPECT_EQ(Value(std::vector<Scalar>{std::int64_t{1}, std::int64_t{2}, std::monostate()}),
-            base->Find(L"Bytes")->initial);
-
-  EXPECT_EQ(L"Base", derived->superclass);
-  EXPECT_EQ(Names{L"Base"}, derived->derivation);
   EXPECT_EQ((Names{L"Id", L"Mode", L"Bytes", L"Extra"}), NamesOf(derived->properties));
-  EXPECT_EQ(L"Base", derived->Find(L"Id")->origin);
-  EXPECT_EQ(L"", derived->Find(L"Mode")->origin);
   EXPECT_TRUE(derived->Find(L"Mode")->Has(L"write")) << "an override keeps inherited qualifiers";
   EXPECT_EQ(Value(std::int64_t{0}), derived->Find(L"Mode")->initial);
-  EXPECT_TRUE(derived->IsA(L"base"));
-  EXPECT_FALSE(base->IsA(L"Derived"));
-
-  Schema more = schema;
-  ReadMof("class Third : Derived {};", "more.mof", more);
-  const auto third = more.Find(L"Third");
   EXPECT_EQ((Names{L"Derived", L"Base"}), third->derivation);
   EXPECT_EQ(L"Base", third->Find(L"Id")->origin);
-  EXPECT_EQ(L"Derived", third->Find(L"Extra")->origin);
-}
+  EXPECT_EQ(L"Derived", schema.Find(L"Pair")->Find(L"Right")->reference);
 
-TEST(MofReader, ReadsMethodsAsSignaturesInTheOrderOfTheIds) {
-  const Schema schema = Read(kRegistration);
-  const Method* save = schema.Find(L"Derived")->FindMethod(L"save");
-  ASSERT_NE(nullptr, save);
-  ASSERT_TRUE(save->in != nullptr && save->out != nullptr);
-  EXPECT_EQ(L"__PARAMETERS", save->in->name);
-  EXPECT_EQ((Names{L"Level", L"sFile"}), NamesOf(save->in->properties));
-  EXPECT_EQ(Value(std::int64_t{3}), save->in->Find(L"Level")->initial);
+  const Method* save = derived->FindMethod(L"save");
+  ASSERT_TRUE(save != nullptr && save->in != nullptr && save->out != nullptr);
+  EXPECT_EQ((Names{L"Level", L"sFile"}), NamesOf(save->in->properties)) << "in the order of the ids";
   EXPECT_EQ((Names{L"Level", L"ReturnValue"}), NamesOf(save->out->properties));
-  EXPECT_EQ(CIM_UINT32, save->out->Find(L"ReturnValue")->type);
-
-  const Method* reset = schema.Find(L"Base")->FindMethod(L"Reset");
-  ASSERT_NE(nullptr, reset);
-  EXPECT_EQ(nullptr, reset->in);
-  EXPECT_EQ(nullptr, reset->out);
-}
-
-TEST(MofReader, ReadsReferencesAndInstances) {
-  const Schema schema = Read(kRegistration);
-  const Property* right = schema.Find(L"Pair")->Find(L"Right");
-  EXPECT_EQ(CIM_REFERENCE, right->type);
-  EXPECT_EQ(L"Derived", right->reference);
+  EXPECT_EQ(nullptr, base->FindMethod(L"Reset")->in);
 
   EXPECT_EQ(L"{22CB8761-914A-11CF-B705-00AA0062CBB7}", schema.ProviderClassId(L"some"));
-  EXPECT_EQ(L"", schema.ProviderClassId(L"Other"));
   ASSERT_EQ(3u, schema.instances.size());
-  EXPECT_EQ(LR"(__Win32Provider.Name="Some")", schema.instances[0].path);
   EXPECT_EQ(LR"(__InstanceProviderRegistration.provider="__Win32Provider.Name=\"Some\"")", schema.instances[1].path);
   EXPECT_EQ(Value(L"$P"), schema.instances[1].values.front().second);
 }
@@ -138,16 +102,11 @@ TEST(MofReader, ReadsLiterals) {
   } cases[] = {
       {R"(string P = "a\\b\"c\n\t\r\x41\x263Az")", L"a\\b\"c\n\t\rA\x263Az"},
       {"string P = \"caf\xC3\xA9 \" /* in between */ \"// no comment\"", L"caf\x00E9 // no comment"},
-      {"string P = NULL", std::monostate()},
-      {"datetime P = \"20261121093000.000000+060\"", L"20261121093000.000000+060"},
       {"datetime P = \"00000001******.******:000\"", L"00000001******.******:000"},
       {"boolean P = True", true},
-      {"sint8 P = -128", std::int64_t{-128}},
       {"uint32 P = 0xFFFFFFFF", std::int64_t{4294967295}},
       {"sint64 P = -9223372036854775808", std::numeric_limits<std::int64_t>::min()},
       {"real64 P = -2.5e-1", -0.25},
-      {"real32 P = 3", std::int64_t{3}},
-      {"string P[] = {}", std::vector<Scalar>()},
       {"string P[] = {\"a\", NULL}", std::vector<Scalar>{L"a", std::monostate()}},
   };
   for (const auto& [declaration, expected] : cases) {
@@ -188,62 +147,39 @@ void ExpectRefusal(const Refusal& refusal, Schema schema = Read("class Known { s
   EXPECT_EQ(classes, schema.classes.size()) << "a refused file changed the schema";
 }
 
-TEST(MofReader, RefusesWhatItDoesNotUnderstand) {
+TEST(MofReader, RefusesWhatItDoesNotUnderstandAndBrokenClasses) {
   const Refusal cases[] = {
       {"^clas C {};", "expected 'class'"},
       {"class C ^@ {};", "unexpected character '@'"},
       {"class C { string P; }\n^", "expected ';' instead of the file's end"},
-      {"class C { string P ^string Q; };", "expected ';'"},
       {"class C {};\n  ^/* class D {};", "comment without end"},
       {"class C { string P = ^\"abc; };", "string without end"},
-      {"class C { string P = ^\"abc\n\"; };", "string without end"},
       {"class C { string P = \"^\\q\"; };", "unknown escape"},
-      {"class C { string P = \"^\\xg\"; };", "without digits"},
       {"class C { sint32 P = ^12ab; };", "'12ab' is no number"},
-      {"class C { sint32 P = ^017; };", "'017' is no number"},
       {"class C { sint64 P = ^9223372036854775808; };", "is no number that fits"},
       {"class C { ^strin P; };", "unknown type 'strin'"},
       {"class C { void P^; };", "expected '('"},
       {"class C { void M([in] ^void P); };", "only a method may be void"},
       {"class C { [^kee] string P; };", "unknown qualifier 'kee'"},
-      {"[Description(\"d\") : amended ^somehow] class C {};", "unknown flavor 'somehow'"},
-      {"#^include \"other.mof\"", "expected 'pragma'"},
       {"#pragma ^include(\"other.mof\")", "unknown pragma 'include'"},
-      {"#pragma ^namespace\nclass C {};", "wrong number of arguments"},
       {"#pragma namespace(^\"root\\\\default\")", "is not root\\cimv2"},
       {"#pragma classflags(^\"force\")", "unknown class flag 'force'"},
       {"^class C { [Description(\"caf\xE9\")] string P; };", "neither UTF-8 nor UTF-16"},
-  };
-  for (const Refusal& refusal : cases) ExpectRefusal(refusal);
-}
-
-TEST(MofReader, RefusesBrokenClasses) {
-  const Refusal cases[] = {
+      // Classes that make no sense.
       {"class ^KNOWN {};", "is declared twice"},
-      {"class ^__Win32Provider {};", "is declared twice"},
       {"class C : ^Unknown {};", "unknown superclass 'Unknown'"},
       {"class C { string P; sint32 ^p; };", "property 'p' is declared twice"},
       {"class C : Known { sint32 ^Name; };", "has another type than in the superclass"},
-      {"class C { void M(); void ^m(); };", "method 'm' is declared twice"},
       {"class C { [read, ^Read] string P; };", "is given twice"},
       {"class C { ^Unknown REF P; };", "unknown class 'Unknown'"},
       {"class C { sint32 P = ^\"1\"; };", "'P' has a value of another type"},
       {"class C { uint8 P = ^256; };", "out of range"},
-      {"class C { uint32 P = ^-1; };", "out of range"},
-      {"class C { string P[] = ^\"a\"; };", "of another type"},
-      {"class C { string P = ^{\"a\"}; };", "of another type"},
       {"class C { string P[] = ^{\"a\", 1}; };", "of another type"},
       {"class C { datetime P = ^\"2026-11-21\"; };", "of another type"},
-      {"class C { [MaxValue(^\"9\")] sint32 P; };", "'maxvalue' has a value of another type"},
-      {"class C { [^Units] sint32 P; };", "needs a value"},
-      {"class C { [^key(FALSE)] string P; };", "is never FALSE"},
       {"class C { [^static] string P; };", "does not belong here"},
-      {"[^key] class C {};", "does not belong here"},
       {"class C { [ValueMap{\"0\", \"1\"}, ^Values{\"Off\"}] sint32 P; };", "differ in length"},
       {"[Association] class ^C { [key] Known REF A; [key] string B; };", "needs two references"},
-      {"[Association] class ^C { [key] Known REF A; Known REF B; };", "needs two references"},
       {"class C { void M(string ^P); };", "neither 'in' nor 'out'"},
-      {"class C { void M([in] string P, ^[in] string p); };", "'p' is declared twice"},
       {"class C { void ^M([in, ID(0)] string P, [in] string Q); };", "to all parameters or to none"},
       {"class C { void ^M([in, ID(0)] string P, [in, ID(2)] string Q); };", "do not run from 0"},
   };
@@ -265,14 +201,11 @@ TEST(MofReader, RefusesBrokenRegistrations) {
       {noMethods.c_str(), "is not registered for methods"},
       {"instance of ^__Win32Provder { Name = \"X\"; };", "unknown class"},
       {"instance of ^__Win32Provider { Name = \"X\"; };", "lacks a value for 'CLSID'"},
-      {"instance of ^__MethodProviderRegistration {};", "lacks a value for 'provider'"},
       {"instance of __MethodProviderRegistration { provider = ^$X; };", "unknown alias '$X'"},
       {"instance of Known as $K {}; instance of __MethodProviderRegistration { provider = ^$K; };", "is no reference"},
-      {"instance of Known as $K {}; instance of Known as ^$k {};", "is given twice"},
       {"instance of Known { Name = \"a\"; ^name = \"b\"; };", "is given twice"},
       {"instance of __Win32Provider { ^HostModel = \"x\"; };", "is not declared by class '__Win32Provider'"},
       {"instance of __Win32Provider { Pure = ^\"TRUE\"; };", "of another type"},
-      {"^[key] instance of Known {};", "only a class or its members"},
       {"#pragma deleteclass(^\"Unknown\")", "there is no 'Unknown' to delete"},
       {"#pragma deleteclass(\"Known\", ^maybe)", "expected 'fail' or 'nofail'"},
       {"#pragma deleteinstance(^\"__Win32Provider.Name=\\\"Other\\\"\", FAIL)", "to delete"},
@@ -282,37 +215,15 @@ TEST(MofReader, RefusesBrokenRegistrations) {
   for (const Refusal& refusal : cases) ExpectRefusal(refusal, registered);
 }
 
-TEST(MofReader, RemovalTakesBackWhatRegistrationMade) {
-  Schema schema = Read(kRegistration);
-  ReadMof(R"mof(
-#pragma namespace("\\\\.\\root\\cimv2")
-#pragma deleteclass("pair", NOFAIL)
-#pragma deleteclass("Derived")
-#pragma deleteclass("Base", fail)
-#pragma deleteclass("Base", nofail)
-#pragma deleteinstance("__MethodProviderRegistration.Provider=\"__Win32Provider.Name=\\\"Some\\\"\"", nofail)
-#pragma deleteinstance("__InstanceProviderRegistration.Provider=\"__Win32Provider.Name=\\\"Some\\\"\"", nofail)
-#pragma deleteinstance("__Win32Provider.Name=\"Some\"", nofail)
-)mof",
-          "removal.mof", schema);
-  EXPECT_TRUE(schema.classes.empty());
-  EXPECT_TRUE(schema.instances.empty());
-}
-
 TEST(MofReader, ReadsFilesByTheirByteOrderMark) {
-  const std::string utf8 = "class Caf_ { string P = \"\xC3\xA9\"; };";
-  const std::wstring wide = L"class Caf_ { string P = \"\x00E9\"; };";
+  const std::string utf8 = "class C { string P = \"\xC3\xA9\"; };";
   std::string little = "\xFF\xFE";
   std::string big = "\xFE\xFF";
-  for (const wchar_t character : wide) {
-    const char low = static_cast<char>(character & 0xFF);
-    const char high = static_cast<char>(character >> 8);
-    little.append({low, high});
-    big.append({high, low});
+  for (const wchar_t character : std::wstring(L"class C { string P = \"\x00E9\"; };")) {
+    little.append({static_cast<char>(character), '\0'});
+    big.append({'\0', static_cast<char>(character)});
   }
-  wchar_t folder[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, folder);
-  const std::wstring path = std::wstring(folder) + L"mofreader_test.mof";
+  const std::wstring path = std::filesystem::temp_directory_path() / "mofreader_test.mof";
   for (const std::string& bytes : {utf8, "\xEF\xBB\xBF" + utf8, little, big}) {
     std::ofstream(path.c_str(), std::ios::binary) << bytes;
     Schema schema;

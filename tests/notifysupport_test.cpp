@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "lab/netcfg.h"
 #include "mux/notifyob/list.h"
 #include "mux/notifyob/notifytrace.h"
 #include "tests/support/hresult.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
+#include "tests/support/netcfgclient.h"
 
 namespace {
 
@@ -44,13 +44,6 @@ class NotifySupportTest : public ::testing::Test {
     m_key.Create(HKEY_LOCAL_MACHINE, L"Software\\Bindings", KEY_ALL_ACCESS);
   }
 
-  ComPtr<INetCfg> NetCfg() {
-    ComPtr<INetCfg> netCfg;
-    EXPECT_HRESULT(S_OK, ::CoCreateInstance(CLSID_CNetCfg, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&netCfg)));
-    EXPECT_HRESULT(S_OK, netCfg->Initialize(nullptr));
-    return netCfg;
-  }
-
   void StoreBindings(const Bytes& data) {
     m_key.WriteBytes(L"UpperBindings", REG_MULTI_SZ, data.data(), static_cast<DWORD>(data.size()));
   }
@@ -72,50 +65,31 @@ class NotifySupportTest : public ::testing::Test {
   qvrn::RegistryKey m_key;
 };
 
-TEST_F(NotifySupportTest, FindsAComponentAndTracesEveryVisit) {
-  const ComPtr<INetCfg> netCfg = NetCfg();
-  tests::TakeDebugOutput();
-  ComPtr<INetCfgComponent> component;
-  ASSERT_HRESULT(S_OK, qvrn::HrFindInstance(netCfg.Get(), &kGuid8, &component));
-  GUID guid = {};
-  component->GetInstanceGuid(&guid);
-  EXPECT_TRUE(guid == kGuid8);
-  EXPECT_THAT(tests::TakeDebugOutput(),
-              ElementsAre(L"-->HrFindInstance.\n",
-                          L"  Looking for component with InstanceGuid {00000008-0000-0000-0000-000000000000}\n",
-                          L"  Found component with InstanceGuid {00000007-0000-0000-0000-000000000000}\n",
-                          L"  Found component with InstanceGuid {00000008-0000-0000-0000-000000000000}\n",
-                          L"<--HrFindInstance(HRESULT = 0).\n"));
-
-  auto* const poison = reinterpret_cast<INetCfgComponent*>(0x5A);
-  INetCfgComponent* untouched = poison;
-  EXPECT_HRESULT(S_FALSE, qvrn::HrFindInstance(netCfg.Get(), &kNobody, &untouched));
-  EXPECT_EQ(untouched, poison);
-  const std::vector<std::wstring> traces = tests::TakeDebugOutput();
-  ASSERT_EQ(traces.size(), 5u);
-  EXPECT_EQ(traces.back(), L"<--HrFindInstance(HRESULT = 1).\n");
-  netCfg->Uninitialize();
-}
-
-TEST_F(NotifySupportTest, FindInstanceTracesAFailedEnumeration) {
+TEST_F(NotifySupportTest, ASearchFindsNobodyOrTellsWhyItFails) {
   m_machine.FailCall(L"INetCfg::EnumComponents", E_ACCESSDENIED);
   m_machine.FailCall(L"INetCfgComponent::GetInstanceGuid", E_ABORT);
-  const ComPtr<INetCfg> netCfg = NetCfg();
+  const tests::Session session(false);
   tests::TakeDebugOutput();
   ComPtr<INetCfgComponent> component;
-  EXPECT_HRESULT(E_ACCESSDENIED, qvrn::HrFindInstance(netCfg.Get(), &kGuid7, &component));
+  EXPECT_HRESULT(E_ACCESSDENIED, qvrn::HrFindInstance(session.netCfg.Get(), &kGuid7, &component));
   EXPECT_THAT(tests::TakeDebugOutput(),
               ElementsAre(L"-->HrFindInstance.\n", L"   EnumComponents failed(HRESULT = 80070005).\n",
                           L"<--HrFindInstance(HRESULT = 80070005).\n"));
-  EXPECT_HRESULT(E_ABORT, qvrn::HrFindInstance(netCfg.Get(), &kGuid7, &component));
+  EXPECT_HRESULT(E_ABORT, qvrn::HrFindInstance(session.netCfg.Get(), &kGuid7, &component));
   EXPECT_EQ(component, nullptr);
-  netCfg->Uninitialize();
+
+  ASSERT_HRESULT(S_OK, qvrn::HrFindInstance(session.netCfg.Get(), &kGuid8, &component));
+  EXPECT_EQ(tests::BindName(component.Get()), Machine::InstanceId(8));
+  tests::TakeDebugOutput();
+  auto* const poison = reinterpret_cast<INetCfgComponent*>(0x5A);
+  INetCfgComponent* untouched = poison;
+  EXPECT_HRESULT(S_FALSE, qvrn::HrFindInstance(session.netCfg.Get(), &kNobody, &untouched));
+  EXPECT_EQ(untouched, poison);
+  EXPECT_EQ(tests::TakeDebugOutput().back(), L"<--HrFindInstance(HRESULT = 1).\n");
 }
 
 TEST_F(NotifySupportTest, ReadsWritesAndDeletesParameters) {
-  const ComPtr<INetCfg> netCfg = NetCfg();
-  ComPtr<INetCfgComponent> component;
-  ASSERT_HRESULT(S_OK, qvrn::HrFindInstance(netCfg.Get(), &kGuid7, &component));
+  const ComPtr<INetCfgComponent> component = tests::Session(false).Find(Machine::kServed);
   EXPECT_EQ(qvrn::InsertRegistryParams(component.Get(), L"Backup", 4, L"ab\0"), ERROR_SUCCESS);
   const std::wstring key = Machine::InstanceKey(7);
   m_machine.WriteBytes(key, L"Empty", REG_BINARY, "", 0);
@@ -140,14 +114,11 @@ TEST_F(NotifySupportTest, ReadsWritesAndDeletesParameters) {
   }
   EXPECT_EQ(qvrn::DeleteRegistryParams(component.Get(), L"Backup"), ERROR_SUCCESS);
   EXPECT_EQ(qvrn::DeleteRegistryParams(component.Get(), L"Backup"), ERROR_FILE_NOT_FOUND);
-  netCfg->Uninitialize();
 }
 
 TEST_F(NotifySupportTest, ParametersReportAKeyThatCannotBeOpened) {
   m_machine.FailCall(L"INetCfgComponent::OpenParamKey", E_ACCESSDENIED, 3);
-  const ComPtr<INetCfg> netCfg = NetCfg();
-  ComPtr<INetCfgComponent> component;
-  ASSERT_HRESULT(S_OK, qvrn::HrFindInstance(netCfg.Get(), &kGuid7, &component));
+  const ComPtr<INetCfgComponent> component = tests::Session(false).Find(Machine::kServed);
   tests::TakeDebugOutput();
   DWORD buffer = 0xCCCCCCCC;
   DWORD bytes = 4;
@@ -160,7 +131,6 @@ TEST_F(NotifySupportTest, ParametersReportAKeyThatCannotBeOpened) {
               ElementsAre(L"   Failed to Open Param Key, CMuxNotify::ReadRegistryParams. hr = 0x80070005\n",
                           L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x80070005\n",
                           L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x80070005\n"));
-  netCfg->Uninitialize();
 }
 
 TEST_F(NotifySupportTest, UpperBindingsGrowAtTheFront) {

@@ -14,35 +14,29 @@ using Keys = std::vector<std::pair<std::wstring, std::wstring>>;
 
 TEST(ParseObjectPath, TakesPathsApart) {
   const struct {
-    const wchar_t* text;
     const wchar_t* space;
     const wchar_t* relative;
-    const wchar_t* className;
     Keys keys;
     bool isInstance;
   } rows[] = {
-      {L"Thing", L"", L"Thing", L"Thing", {}, false},
-      {L"\\\\host.lan\\root\\cimv2:Thing", L"\\\\host.lan\\root\\cimv2", L"Thing", L"Thing", {}, false},
-      {L"root\\cimv2:Thing.Id=7", L"root\\cimv2", L"Thing.Id=7", L"Thing", {{L"Id", L"7"}}, true},
-      {L"Thing=\"7\"", L"", L"Thing=\"7\"", L"Thing", {{L"", L"7"}}, true},
-      {L"Thing=@", L"", L"Thing=@", L"Thing", {}, true},
-      {L"Thing.A=\"a:b,c.d=\",B=2",
-       L"",
-       L"Thing.A=\"a:b,c.d=\",B=2",
-       L"Thing",
-       {{L"A", L"a:b,c.d="}, {L"B", L"2"}},
-       true},
-      {L"T.E=\"N.D=\\\"7\\\"\"", L"", L"T.E=\"N.D=\\\"7\\\"\"", L"T", {{L"E", L"N.D=\"7\""}}, true},
-      {L"T.P=\"C:\\\\x\"", L"", L"T.P=\"C:\\\\x\"", L"T", {{L"P", L"C:\\x"}}, true},
-      {L"T.P=\"\"", L"", L"T.P=\"\"", L"T", {{L"P", L""}}, true},
+      {L"", L"Thing", {}, false},
+      {L"\\\\host.lan\\root\\cimv2", L"Thing", {}, false},
+      {L"root\\cimv2", L"Thing.Id=7", {{L"Id", L"7"}}, true},
+      {L"", L"Thing=\"7\"", {{L"", L"7"}}, true},
+      {L"", L"Thing=@", {}, true},
+      {L"", L"Thing.A=\"a:b,c.d=\",B=2", {{L"A", L"a:b,c.d="}, {L"B", L"2"}}, true},
+      {L"", L"Thing.E=\"N.D=\\\"7\\\"\"", {{L"E", L"N.D=\"7\""}}, true},
+      {L"", L"Thing.P=\"C:\\\\x\"", {{L"P", L"C:\\x"}}, true},
+      {L"", L"Thing.P=\"\"", {{L"P", L""}}, true},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(std::wstring(row.text)));
-    const auto path = ParseObjectPath(row.text);
+    const std::wstring space = row.space;
+    SCOPED_TRACE(testing::PrintToString(space + row.relative));
+    const auto path = ParseObjectPath(space.empty() ? row.relative : space + L":" + row.relative);
     ASSERT_TRUE(path);
-    EXPECT_EQ(path->space, row.space);
+    EXPECT_EQ(path->space, space);
     EXPECT_EQ(path->relative, row.relative);
-    EXPECT_EQ(path->className, row.className);
+    EXPECT_EQ(path->className, L"Thing");
     EXPECT_EQ(path->keys, row.keys);
     EXPECT_EQ(path->isInstance, row.isInstance);
   }
@@ -59,25 +53,14 @@ TEST(MatchNamespace, KnowsTheUsualSpellings) {
   wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1];
   DWORD length = MAX_COMPUTERNAME_LENGTH + 1;
   ASSERT_TRUE(::GetComputerNameW(computer, &length));
-  const struct {
-    std::wstring name;
-    NamespaceMatch expected;
-  } rows[] = {
-      {L"", NamespaceMatch::kOurs},
-      {L"root\\cimv2", NamespaceMatch::kOurs},
-      {L"ROOT/CimV2", NamespaceMatch::kOurs},
-      {L"\\\\.\\root\\cimv2", NamespaceMatch::kOurs},
-      {L"//./root/cimv2", NamespaceMatch::kOurs},
-      {L"\\\\LOCALHOST\\root\\cimv2", NamespaceMatch::kOurs},
-      {std::wstring(L"\\\\") + computer + L"\\root\\cimv2", NamespaceMatch::kOurs},
-      {L"root", NamespaceMatch::kOtherNamespace},
-      {L"root\\default", NamespaceMatch::kOtherNamespace},
-      {L"\\\\.\\root\\cimv2x", NamespaceMatch::kOtherNamespace},
-      {L"\\\\another-machine\\root\\cimv2", NamespaceMatch::kOtherComputer},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(MatchNamespace(row.name), row.expected) << testing::PrintToString(row.name);
+  for (const std::wstring& ours : {std::wstring(), std::wstring(L"ROOT/CimV2"), std::wstring(L"//./root/cimv2"),
+                                   L"\\\\" + std::wstring(computer) + L"\\root\\cimv2"}) {
+    EXPECT_EQ(MatchNamespace(ours), NamespaceMatch::kOurs) << testing::PrintToString(ours);
   }
+  for (const wchar_t* other : {L"root", L"root\\default", L"\\\\.\\root\\cimv2x"}) {
+    EXPECT_EQ(MatchNamespace(other), NamespaceMatch::kOtherNamespace) << other;
+  }
+  EXPECT_EQ(MatchNamespace(L"\\\\another-machine\\root\\cimv2"), NamespaceMatch::kOtherComputer);
 }
 
 }  // namespace

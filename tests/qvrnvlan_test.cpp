@@ -20,10 +20,8 @@ using Microsoft::WRL::ComPtr;
 using qvrn::Variant;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using tests::Machine;
 using tests::Outcome;
 using tests::VlanClient;
-using tests::VlanValues;
 
 constexpr wchar_t kClass[] = L"QvrnEN_VLAN";
 // A handler reports its own final status before the provider does.

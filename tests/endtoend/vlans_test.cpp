@@ -19,7 +19,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using tests::InstalledLab;
-using tests::ProgramResult;
 using tests::RunProgram;
 using Lines = std::vector<std::string>;
 using Object = ComPtr<IWbemClassObject>;

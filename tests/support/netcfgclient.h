@@ -44,6 +44,15 @@ inline BindingPaths Paths(INetCfgComponent* component, DWORD flags = EBP_ABOVE) 
   return found;
 }
 
+/// "+TOKEN" of each enabled path of a component, "-TOKEN" of each disabled one.
+inline std::vector<std::wstring> PathStates(INetCfgComponent* component, DWORD flags = EBP_ABOVE) {
+  std::vector<std::wstring> states;
+  for (const auto& path : Paths(component, flags)) {
+    states.push_back((path->IsEnabled() == S_OK ? L"+" : L"-") + Token(path.Get()));
+  }
+  return states;
+}
+
 /// A client's session.
 struct Session {
   Microsoft::WRL::ComPtr<INetCfg> netCfg;

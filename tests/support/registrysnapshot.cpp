@@ -77,4 +77,13 @@ std::wstring RawValue(DWORD type, const std::wstring& characters) {
 
 std::wstring TextValue(const wchar_t* text) { return RawValue(REG_SZ, std::wstring(text) + L'\0'); }
 
+std::vector<std::wstring> MultiString(const qvrn::RegistryKey& key, const wchar_t* name) {
+  std::vector<wchar_t> text;
+  std::size_t chars = 0;
+  std::vector<std::wstring> entries;
+  if (key.ReadMultiString(name, text, chars) != ERROR_SUCCESS) return entries;
+  for (const wchar_t* at = text.data(); *at != L'\0'; at += entries.back().size() + 1) entries.emplace_back(at);
+  return entries;
+}
+
 }  // namespace tests

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/registrykey.h"
+
 namespace tests {
 
 /// Values of a registry tree: "KEY\SUBKEY:NAME" to "TYPE:HEX BYTES".
@@ -22,5 +24,8 @@ std::wstring RawValue(DWORD type, const std::wstring& characters);
 
 /// The same of a REG_SZ value with its terminator.
 std::wstring TextValue(const wchar_t* text);
+
+/// The entries of a REG_MULTI_SZ value; none when it is absent.
+std::vector<std::wstring> MultiString(const qvrn::RegistryKey& key, const wchar_t* name);
 
 }  // namespace tests
