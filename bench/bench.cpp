@@ -14,9 +14,9 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/recording.h"
 #include "platform/boundedtext.h"
 #include "platform/registrykey.h"
-#include "bench/recording.h"
 #include "tests/support/crashexit.h"
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/vlanclient.h"
