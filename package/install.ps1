@@ -8,6 +8,7 @@ Where the .msi can be used, use that instead.
 .\install.ps1 -WhatIf
 Shows what would be done.
 #>
+#Requires -Version 3.0
 [CmdletBinding(SupportsShouldProcess = $true)]
 param()
 . (Join-Path $PSScriptRoot 'functions.ps1')

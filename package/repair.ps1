@@ -7,6 +7,7 @@ Registers the DLL and compiles the classes; the files stay. Needs an administrat
 .\repair.ps1 -WhatIf
 Shows what would be done.
 #>
+#Requires -Version 3.0
 [CmdletBinding(SupportsShouldProcess = $true)]
 param()
 . (Join-Path $PSScriptRoot 'functions.ps1')

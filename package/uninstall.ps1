@@ -8,6 +8,7 @@ administrator.
 .\uninstall.ps1 -WhatIf
 Shows what would be done.
 #>
+#Requires -Version 3.0
 [CmdletBinding(SupportsShouldProcess = $true)]
 param()
 . (Join-Path $PSScriptRoot 'functions.ps1')

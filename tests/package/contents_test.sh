@@ -21,7 +21,7 @@ same 'files with checksums' "$(printf '%s\n' "$name"{-symbols.zip,.msi,.zip})" \
 same 'files of the zip' \
   "$(printf "$name/%s\n" INSTALL.md README.md functions.ps1 install.ps1 qvrnctl.exe \
     qvrnwmiprovider{-uninstall.mof,.dll,.mof} repair.ps1 uninstall.ps1)" \
-  "$(cmake -E tar tf "$packages/$name.zip" | grep -v "^$name/examples/")"
+  "$(cmake -E tar tf "$packages/$name.zip" | grep -v "^$name/\(docs\|examples\)/")"
 same 'files of the symbols' "$(printf "$name-symbols/%s\n" qvrnctl.pdb qvrnwmiprovider.pdb)" \
   "$(cmake -E tar tf "$packages/$name-symbols.zip")"
 
