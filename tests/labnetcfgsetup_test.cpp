@@ -25,9 +25,7 @@ using tests::BindName;
 using tests::kNetClass;
 using tests::kTransportClass;
 using tests::Session;
-using tests::Token;
 using Texts = std::vector<std::wstring>;
-using ::testing::ElementsAre;
 
 const std::wstring kControl = L"SYSTEM\\CurrentControlSet\\";
 const std::wstring kClasses = kControl + L"Control\\Class\\";

@@ -366,8 +366,11 @@ TEST(NotifyLock, AForeignHolderIsNamedAfterThreeTries) {
 
 bool Starts(const std::wstring& text, const wchar_t* prefix) { return text.rfind(prefix, 0) == 0; }
 
+class FailureSweep : public ::testing::TestWithParam<bool> {};
+
 // Every call of a flow fails once: call 1, call 2, ... until the flow succeeds untouched.
-void FailEveryCall(bool add) {
+TEST_P(FailureSweep, LeavesNothingHalfDone) {
+  const bool add = GetParam();
   for (int call = 0;; ++call) {
     ASSERT_LT(call, 500);
     SCOPED_TRACE(call);
@@ -431,7 +434,7 @@ void FailEveryCall(bool add) {
   }
 }
 
-TEST(NotifyFailures, LeaveNoVlanHalfAdded) { FailEveryCall(true); }
-TEST(NotifyFailures, LeaveNoVlanHalfRemoved) { FailEveryCall(false); }
+INSTANTIATE_TEST_SUITE_P(Notify, FailureSweep, ::testing::Bool(),
+                         [](const auto& info) { return std::string(info.param ? "Add" : "Remove"); });
 
 }  // namespace

@@ -48,7 +48,7 @@ Value Number(std::int64_t number) { return number; }
 Words SplitCommandLine(const std::wstring& line) {
   int count = 0;
   wchar_t** const words = ::CommandLineToArgvW((L"qvrnctl " + line).c_str(), &count);
-  const Words split(words + 1, words + count);
+  Words split(words + 1, words + count);
   ::LocalFree(words);
   return split;
 }

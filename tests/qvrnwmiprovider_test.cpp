@@ -168,16 +168,16 @@ TEST_F(ProviderTest, GoesBackToTheProcessOnlyWhereAnEnumerationIsRefused) {
     return services->GetObjectAsync(path.Get(), 0, nullptr, sink);
   };
   const struct {
-    DWORD level;
     Provider::Request request;
+    DWORD level;
     bool tokenLeft;
   } rows[] = {
-      {2, enumerate, false},
-      {3, enumerate, true},
-      {2, get, true},
-      {3, get, true},
-      {2, [](Services services, Sink sink) { return services->PutInstanceAsync(nullptr, 0, nullptr, sink); }, true},
-      {2, [&](Services services, Sink sink) { return services->DeleteInstanceAsync(path.Get(), 0, nullptr, sink); },
+      {enumerate, 2, false},
+      {enumerate, 3, true},
+      {get, 2, true},
+      {get, 3, true},
+      {[](Services services, Sink sink) { return services->PutInstanceAsync(nullptr, 0, nullptr, sink); }, 2, true},
+      {[&](Services services, Sink sink) { return services->DeleteInstanceAsync(path.Get(), 0, nullptr, sink); }, 2,
        true},
   };
   for (const auto& row : rows) {
