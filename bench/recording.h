@@ -8,8 +8,8 @@
 
 namespace bench {
 
-/// In the order in which they were made: calls on the registry, on the network configuration (and its creation), for the
-/// states of network interfaces, and debug texts.
+/// In the order in which they were made: calls on the registry, on the network configuration (and its creation), for
+/// the states of network interfaces, and debug texts.
 using Recording = std::vector<Call>;
 
 /// Runs a request while the lab's journal is on and the provider's imports are replaced, and keeps what it called. The

@@ -1,5 +1,5 @@
-// Writes the reference of the classes of a MOF file, as Markdown on standard output: qvrnmofdoc FILE. What docs/classes.md
-// holds comes from here.
+// Writes the reference of the classes of a MOF file, as Markdown on standard output: qvrnmofdoc FILE. What
+// docs/classes.md holds comes from here.
 #include <windows.h>
 
 #include <fcntl.h>

@@ -12,8 +12,8 @@ namespace qvrn {
 /// Says that the adapter restarts, or would do so.
 void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId);
 
-/// Says what WMI answered when that tells something; gives whether it did. Of the provider's own answers neither success
-/// nor "not found" does: a put that worked may come back as "not found", one that failed as success.
+/// Says what WMI answered when that tells something; gives whether it did. Of the provider's own answers neither
+/// success nor "not found" does: a put that worked may come back as "not found", one that failed as success.
 bool ReportRefusal(const std::wstring& subject, HRESULT answer);
 
 /// Waits a while before what a change has done is read once more. Throws ClientError when reading again is of no use:

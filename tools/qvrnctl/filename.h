@@ -6,8 +6,8 @@
 namespace qvrn {
 
 /// The absolute form of a file's name, as the provider does not run in the client's folder; for another computer, whose
-/// folders nobody knows here, it has to be absolute already. Throws ClientError (wrong usage) on a name that the provider
-/// would not open as it is written.
+/// folders nobody knows here, it has to be absolute already. Throws ClientError (wrong usage) on a name that the
+/// provider would not open as it is written.
 std::wstring FullFileName(const std::wstring& name, bool onOtherComputer);
 
 }  // namespace qvrn

@@ -12,7 +12,8 @@ namespace qvrn {
 
 using TableRow = std::vector<std::wstring>;
 
-/// Rows in columns as wide as their widest cell is on a screen, two blanks apart, no blanks at the end of a line. The first row is the heading; every row has as many cells as the first.
+/// Rows in columns as wide as their widest cell is on a screen, two blanks apart, no blanks at the end of a line. The
+/// first row is the heading; every row has as many cells as the first.
 std::wstring FormatTable(const std::vector<TableRow>& rows);
 
 /// The members of one JSON object, in order.

@@ -42,8 +42,8 @@ std::optional<std::wstring> VlanFault(const Vlan& vlan);
 /// only once, and does not tell names apart that differ in case only.
 std::optional<std::wstring> FindClash(const Vlan& vlan, std::span<const Vlan> others);
 
-/// `vlan` with the values of --id, --name and --priority where they are given. Throws ClientError (wrong usage) on a value
-/// that no VLAN can have.
+/// `vlan` with the values of --id, --name and --priority where they are given. Throws ClientError (wrong usage) on a
+/// value that no VLAN can have.
 Vlan WithOptions(Vlan vlan, const Arguments& arguments);
 
 /// The VLAN that `wanted` names: by GUID, as ADAPTER/NUMBER, or by a name that no other one has, all without regard to

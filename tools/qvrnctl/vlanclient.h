@@ -22,7 +22,8 @@ HRESULT CreateVlan(const WmiClient& wmi, const Vlan& wanted);
 HRESULT ChangeVlan(const WmiClient& wmi, const Vlan& wanted);
 HRESULT RemoveVlan(const WmiClient& wmi, const Vlan& vlan);
 
-/// Calls a method of the class, SaveVlanConfiguration or RestoreVlanConfiguration, with a file of the provider's computer.
+/// Calls a method of the class, SaveVlanConfiguration or RestoreVlanConfiguration, with a file of the provider's
+/// computer.
 HRESULT CallWithFile(const WmiClient& wmi, const wchar_t* method, const std::wstring& file);
 
 }  // namespace qvrn

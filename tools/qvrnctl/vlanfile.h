@@ -26,16 +26,16 @@ struct VlanFileContent {
   std::vector<std::wstring> faults;
 };
 
-/// Reads the elements `vlan` in their order. A fault is any form that the provider takes for something else: a number of
-/// children other than four, a missing one (the provider would take the value of the element before), a text that is no
-/// number, and whatever makes a VLAN impossible on one of `adapters`.
+/// Reads the elements `vlan` in their order. A fault is any form that the provider takes for something else: a number
+/// of children other than four, a missing one (the provider would take the value of the element before), a text that is
+/// no number, and whatever makes a VLAN impossible on one of `adapters`.
 VlanFileContent ReadElements(std::span<const VlanElement> elements, const std::vector<Adapter>& adapters);
 
 /// A file that stays open, so that nobody changes it between the check and the provider's own reading.
 class VlanFile {
  public:
-  /// Opens and parses. Throws ClientError when it is not a file, is no XML, has a document type, or none of its elements
-  /// is a `vlan` and it is no saved file without VLANs either.
+  /// Opens and parses. Throws ClientError when it is not a file, is no XML, has a document type, or none of its
+  /// elements is a `vlan` and it is no saved file without VLANs either.
   explicit VlanFile(const std::wstring& path);
 
   const std::vector<VlanElement>& Elements() const noexcept { return m_elements; }

@@ -16,7 +16,8 @@ namespace qvrn {
 class CVlanKeySearch {
  public:
   CVlanKeySearch() noexcept = default;
-  /// For look-ups of these instance GUIDs, borrowed: what is passed on the way to another of them stays open for its turn.
+  /// For look-ups of these instance GUIDs, borrowed: what is passed on the way to another of them stays open for its
+  /// turn.
   explicit CVlanKeySearch(std::vector<const wchar_t*> wanted) noexcept : m_wanted(std::move(wanted)) {}
 
   /// The instance's key with full access; none after a report. One instance that cannot be opened with full access ends
