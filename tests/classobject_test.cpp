@@ -1,4 +1,4 @@
-#include "lab/classobject.h"
+#include "lab/wmi/classobject.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/handle.h"
 #include "platform/wmi.h"
 #include "tests/support/hresult.h"

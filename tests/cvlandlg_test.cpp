@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "tests/support/imports.h"
 #include "tests/support/vlanmachine.h"
 

@@ -1,4 +1,4 @@
-#include "lab/netcfg.h"
+#include "lab/netcfg/netcfg.h"
 
 #include <netcfgx.h>
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "lab/labkey.h"
-#include "lab/netcfg.h"
+#include "lab/netcfg/netcfg.h"
 #include "platform/comtext.h"
 #include "tests/support/hresult.h"
 #include "tests/support/machine.h"

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "lab/netcfg.h"
+#include "lab/netcfg/netcfg.h"
 #include "tests/support/crashexit.h"
 
 int main(int argc, char** argv) {

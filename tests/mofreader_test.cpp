@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "lab/schema.h"
+#include "lab/schema/schema.h"
 
 namespace lab {
 namespace {

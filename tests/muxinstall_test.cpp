@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "lab/labkey.h"
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "mux/notifyob/inffile.h"
 #include "mux/notifyob/notifytrace.h"
 #include "tests/support/hresult.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "lab/labkey.h"
-#include "lab/netcfg.h"
+#include "lab/netcfg/netcfg.h"
 #include "mux/notifyob/notifytrace.h"
 #include "tests/support/hresult.h"
 #include "tests/support/imports.h"

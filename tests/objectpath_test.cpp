@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "lab/classobject.h"
-#include "lab/wbemhost.h"
+#include "lab/wmi/classobject.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "tests/support/hresult.h"
 

@@ -1,4 +1,4 @@
-#include "lab/objectpathtext.h"
+#include "lab/wmi/objectpathtext.h"
 
 #include <windows.h>
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "tests/support/fakeinstance.h"
 #include "tests/support/imports.h"

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "tests/support/imports.h"
 #include "tests/support/machine.h"
 #include "tests/support/provider.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "lab/labkey.h"
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "tests/support/fakeinstance.h"
 #include "tests/support/imports.h"

@@ -4,8 +4,8 @@
 
 #include <thread>
 
-#include "lab/classobject.h"
-#include "lab/wbemhost.h"
+#include "lab/wmi/classobject.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "platform/handle.h"
 #include "tests/support/fakeinstance.h"

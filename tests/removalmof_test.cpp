@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "lab/modulepath.h"
-#include "lab/schema.h"
+#include "lab/schema/schema.h"
 
 namespace lab {
 namespace {

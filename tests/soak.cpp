@@ -10,9 +10,9 @@
 #include <memory>
 #include <string>
 
-#include "lab/classobject.h"
 #include "lab/labkey.h"
-#include "lab/netcfg.h"
+#include "lab/netcfg/netcfg.h"
+#include "lab/wmi/classobject.h"
 #include "mux/notifyob/cmuxvlanminiport.h"
 #include "tests/support/crashexit.h"
 #include "tests/support/imports.h"

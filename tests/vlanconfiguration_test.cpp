@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "tests/support/fakeinstance.h"
 #include "tests/support/vlanmachine.h"

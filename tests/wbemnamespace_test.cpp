@@ -1,5 +1,5 @@
 // The namespace as the service of a provider that does what each test tells it.
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 
 #include <gtest/gtest.h>
 #include <wrl/client.h>
@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "lab/classobject.h"
 #include "lab/unknown.h"
+#include "lab/wmi/classobject.h"
 #include "platform/comtext.h"
 #include "tests/support/hresult.h"
 #include "tests/support/machine.h"

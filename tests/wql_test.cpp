@@ -1,8 +1,8 @@
-#include "lab/wql.h"
+#include "lab/wmi/wql.h"
 
 #include <gtest/gtest.h>
 
-#include "lab/classobject.h"
+#include "lab/wmi/classobject.h"
 #include "platform/comtext.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "lab/schema.h"
+#include "lab/schema/schema.h"
 
 namespace {
 

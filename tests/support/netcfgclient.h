@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/netcfg.h"
+#include "lab/netcfg/netcfg.h"
 #include "platform/comtext.h"
 
 namespace tests {

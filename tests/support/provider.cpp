@@ -7,7 +7,7 @@
 
 #include <sstream>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "tools/wmi/qvrnwmiprovider/selfregistration.h"
 

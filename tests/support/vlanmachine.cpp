@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "lab/wbemhost.h"
+#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
 #include "tests/support/imports.h"
 

@@ -1,0 +1,15 @@
+// IWbemQualifierSet over the qualifiers of a declaration.
+#pragma once
+
+#include <wrl/client.h>
+
+#include <vector>
+
+#include "lab/schema/schema.h"
+
+namespace lab {
+
+/// Holds a copy of the qualifiers; writes answer WBEM_E_NOT_SUPPORTED.
+Microsoft::WRL::ComPtr<IWbemQualifierSet> MakeQualifierSet(std::vector<Qualifier> qualifiers);
+
+}  // namespace lab
