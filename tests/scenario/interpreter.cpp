@@ -1,0 +1,138 @@
+#include "tests/scenario/interpreter.h"
+
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+#include "mux/notifyob/notifytrace.h"
+#include "platform/assertion.h"
+#include "tests/scenario/comproxy.h"
+#include "tests/scenario/events.h"
+#include "tests/scenario/platformcalls.h"
+
+namespace scenario {
+namespace {
+
+// What a scenario shows unless it says otherwise.
+const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "assertion",
+                                            "box",      "leak",   "client", "error"};
+
+void NoteAssertion(const char* expression, const char* file, unsigned line) {
+  const Observation unobserved(false);
+  // People look for this one by its line; others move.
+  const std::string place = std::string(file) == "cvlanmanager" ? " " + std::to_string(line) : "";
+  Note("assertion", "", "assertion \"" + std::string(expression) + "\" " + file + place);
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// The key parts of a VLAN are the same for all.
+std::string WithoutKeyParts(const std::string& text) {
+  static const std::regex parts(R"re( (CreationClassName|SystemCreationClassName|SystemName)="[^"]*")re");
+  return std::regex_replace(text, parts, "");
+}
+
+bool IsCommand(const std::string& line) { return line.starts_with("> "); }
+bool IsSeen(const std::string& line) { return !line.empty() && !IsCommand(line) && line.front() != '#'; }
+
+}  // namespace
+
+Interpreter::Interpreter() : m_shown(kAlwaysShown) {
+  qvrn::SetAssertionReporter(NoteAssertion);
+  qvrn::SetPrinter([](const char* text) {
+    const Observation unobserved(false);
+    Note("printed", "", Quoted(Wide(text).c_str()));
+  });
+}
+
+Interpreter::~Interpreter() {
+  m_service.Reset();
+  m_machine.reset();
+}
+
+std::string Interpreter::Replay(const std::string& text) {
+  std::string replayed;
+  const std::vector<std::string> lines = Lines(text);
+  for (std::size_t at = 0; at < lines.size();) {
+    const std::string& line = lines[at++];
+    replayed += line + "\n";
+    if (!IsCommand(line)) continue;
+    while (at < lines.size() && IsSeen(lines[at])) ++at;
+    for (const std::string& seen : Run(line.substr(2))) replayed += seen + "\n";
+  }
+  return replayed;
+}
+
+std::vector<std::string> Interpreter::Run(const std::string& line) {
+  try {
+    TakeEvents();
+    RunNested(line);
+    return Seen();
+  } catch (const std::exception& error) {
+    return {"error: " + std::string(error.what())};
+  }
+}
+
+void Interpreter::RunNested(const std::string& line) {
+  Words words(line);
+  const std::string name = words.Take();
+  const auto command = Commands().find(name);
+  if (command == Commands().end()) throw std::runtime_error("no such command: " + name);
+  (this->*command->second)(words);
+  if (!words.AtEnd()) throw std::runtime_error("too many words: " + words.TakeRest());
+}
+
+std::vector<std::string> Interpreter::Seen() {
+  std::vector<std::string> seen;
+  for (const Event& event : TakeEvents()) {
+    // Short names are given in the order of all events, so that showing more changes none.
+    std::string text = m_aliases == nullptr ? event.text : m_aliases->Shorten(event.text);
+    if (!m_shown.contains(event.kind) && (event.name.empty() || !m_shown.contains(event.name))) continue;
+    if (event.kind == "indicate" && !m_shown.contains("SystemName")) text = WithoutKeyParts(text);
+    const bool isPlain = event.kind == "result" || event.kind == "assertion" || event.kind == "client" ||
+                         event.kind == "error" || !event.name.empty();
+    seen.push_back(isPlain ? text : event.kind + " " + text);
+  }
+  return seen;
+}
+
+const std::map<std::string, Interpreter::Command>& Interpreter::Commands() {
+  static const std::map<std::string, Command> commands = {
+      {"machine", &Interpreter::MakeMachine},
+      {"adapter", &Interpreter::AddAdapter},
+      {"parameter", &Interpreter::AddParameter},
+      {"vlan", &Interpreter::AddVlan},
+      {"registry-set", &Interpreter::WriteRegistry},
+      {"registry-delete", &Interpreter::DeleteRegistry},
+      {"registry", &Interpreter::ShowRegistry},
+      {"level", &Interpreter::SetLevel},
+      {"lock", &Interpreter::SetLock},
+      {"links", &Interpreter::SetLinks},
+      {"host", &Interpreter::SetHost},
+      {"file", &Interpreter::WriteFile},
+      {"cat", &Interpreter::ShowFile},
+      {"fail", &Interpreter::Fail},
+      {"answer", &Interpreter::Answer},
+      {"show", &Interpreter::Show},
+      {"hide", &Interpreter::Hide},
+      {"provider", &Interpreter::UseProvider},
+      {"enumerate", &Interpreter::Enumerate},
+      {"get", &Interpreter::Get},
+      {"put", &Interpreter::Put},
+      {"change", &Interpreter::Change},
+      {"delete", &Interpreter::Delete},
+      {"method", &Interpreter::CallMethod},
+      {"add-miniport", &Interpreter::AddMiniport},
+      {"remove-miniport", &Interpreter::RemoveMiniport},
+      {"install", &Interpreter::InstallDriver},
+      {"qvrnctl", &Interpreter::RunClient},
+  };
+  return commands;
+}
+
+}  // namespace scenario

@@ -1,0 +1,25 @@
+// The platform's functions as this program's code calls them: each call of code under observation is noted with its
+// arguments and can be made to fail by name (see events.h). The import pointers of the program are defined here.
+//
+// Memory of code under observation has garbage in it when it is new and a guarded zone behind it, so that reading or
+// writing past a block shows; blocks that it keeps are counted.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace scenario {
+
+/// What the platform answers, as scenarios set it; a new machine starts with a default one.
+struct Platform {
+  bool windowStationVisible = false;
+  unsigned long processors = 4;
+  std::vector<std::pair<std::string, bool>> interfaces = {{"lo", true}};  ///< names, and whether each is up
+};
+Platform& ThePlatform();
+
+/// Blocks that code under observation allocated and nobody has freed.
+long LiveBlocks() noexcept;
+
+}  // namespace scenario

@@ -1,0 +1,263 @@
+#include "tests/scenario/requests.h"
+
+#include <objbase.h>
+#include <olectl.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "lab/wmi/wbemhost.h"
+#include "platform/comtext.h"
+#include "tests/scenario/comproxy.h"
+#include "tests/scenario/events.h"
+#include "tests/scenario/platformcalls.h"
+#include "tools/wmi/qvrnwmiprovider/classhandler.h"
+#include "tools/wmi/qvrnwmiprovider/selfregistration.h"
+
+namespace scenario {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+using qvrn::Bstr;
+using qvrn::Variant;
+
+void Check(HRESULT hr, const char* what) {
+  if (FAILED(hr)) throw std::runtime_error(std::string(what) + ": " + Hex(static_cast<std::uint32_t>(hr)));
+}
+
+/// A COM object on the stack of a test, which nobody may keep.
+template <typename Interface>
+class Borrowed : public Interface {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
+    *object = nullptr;
+    if (id != IID_IUnknown && id != __uuidof(Interface)) return E_NOINTERFACE;
+    *object = this;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
+  ULONG STDMETHODCALLTYPE Release() noexcept override { return --m_references; }
+
+ protected:
+  ~Borrowed() {
+    if (m_references != 0) Note("kept", "", "a sink");
+  }
+
+ private:
+  std::atomic<ULONG> m_references{0};
+};
+
+// All properties of an object that have a value, in the schema's order.
+std::string Properties(IWbemClassObject* object) {
+  std::string text;
+  Variant className;
+  object->Get(L"__CLASS", 0, className.Put(), nullptr, nullptr);
+  text = className.IsText() ? Utf8(className.Text()) : "?";
+  object->BeginEnumeration(WBEM_FLAG_NONSYSTEM_ONLY);
+  for (;;) {
+    Bstr name;
+    Variant value;
+    if (object->Next(0, name.Put(), value.Put(), nullptr, nullptr) != WBEM_S_NO_ERROR) break;
+    if (value.Get()->vt == VT_NULL) continue;
+    text += " " + Utf8(name.Get()) + "=";
+    if (value.IsText()) {
+      text += Quoted(value.Text());
+    } else {
+      text += value.IsInteger() ? std::to_string(value.Integer()) : "VT " + std::to_string(value.Get()->vt);
+    }
+  }
+  object->EndEnumeration();
+  return text;
+}
+
+class Sink final : public Borrowed<IWbemObjectSink> {
+ public:
+  HRESULT STDMETHODCALLTYPE Indicate(LONG count, IWbemClassObject** objects) noexcept override {
+    const Observation unobserved(false);
+    if (count != 1) Note("indicate", "", std::to_string(count) + " objects at once");
+    for (LONG index = 0; index < count; ++index)
+      Note("indicate", "", Properties(static_cast<IWbemClassObject*>(Unwrap(objects[index]))));
+    return WBEM_S_NO_ERROR;
+  }
+  HRESULT STDMETHODCALLTYPE SetStatus(LONG flags, HRESULT result, BSTR text,
+                                      IWbemClassObject* object) noexcept override {
+    const Observation unobserved(false);
+    const std::string code = Hex(static_cast<std::uint32_t>(result));
+    const bool isPlain = flags == WBEM_STATUS_COMPLETE && text == nullptr && object == nullptr;
+    const std::string live = LiveStandIns();
+    const bool keeps = live.find("IWbemClassObject") != std::string::npos;
+    Note("status", "", code + (isPlain ? "" : " with more") + (keeps ? " while an object lives" : ""));
+    statuses += " " + code + (isPlain ? "" : "+");
+    return WBEM_S_NO_ERROR;
+  }
+
+  std::string statuses;
+};
+
+class InitSink final : public Borrowed<IWbemProviderInitSink> {
+ public:
+  HRESULT STDMETHODCALLTYPE SetStatus(LONG status, LONG flags) noexcept override {
+    const Observation unobserved(false);
+    Note("init", "", Hex(static_cast<std::uint32_t>(status)) + (flags == 0 ? "" : " with flags"));
+    return WBEM_S_NO_ERROR;
+  }
+};
+
+/// The lab's namespace as one provider object gets it. It is never freed, so that a call after the last reference has
+/// gone is seen instead of crashing.
+class Namespace final : public qvrn::UnsupportedServices {
+ public:
+  explicit Namespace(int number) : m_name("namespace " + std::to_string(number)) {}
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
+    *object = nullptr;
+    if (id != IID_IUnknown && id != IID_IWbemServices) return E_NOINTERFACE;
+    *object = static_cast<IWbemServices*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() noexcept override {
+    Note("references", "", m_name + " " + std::to_string(++m_references));
+    return m_references;
+  }
+  ULONG STDMETHODCALLTYPE Release() noexcept override {
+    Note("references", "", m_name + " " + std::to_string(--m_references));
+    return m_references;
+  }
+  HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG flags, IWbemContext* context, IWbemClassObject** object,
+                                      IWbemCallResult** result) noexcept override {
+    const std::string text = Quoted(path) + ", " + Hex(static_cast<std::uint32_t>(flags));
+    return Call("GetObject", text, context, IID_IWbemClassObject, object,
+                [&] { return lab::Namespace()->GetObject(path, flags, nullptr, object, result); });
+  }
+  HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
+                                      IEnumWbemClassObject** objects) noexcept override {
+    const std::string text = Quoted(language) + ", " + Quoted(query) + ", " + Hex(static_cast<std::uint32_t>(flags));
+    return Call("ExecQuery", text, context, IID_IEnumWbemClassObject, objects,
+                [&] { return lab::Namespace()->ExecQuery(language, query, flags, nullptr, objects); });
+  }
+
+ private:
+  template <typename Interface, typename Real>
+  HRESULT Call(const char* method, const std::string& arguments, IWbemContext* context, REFIID id, Interface** object,
+               const Real& real) {
+    const Observation unobserved(false);
+    const std::string name = std::string("IWbemServices::") + method;
+    const std::string text = name + "(" + arguments + (context == nullptr ? ")" : ", context)");
+    if (m_references == 0) Note("error", "", m_name + " is called although it has gone");
+    if (const auto code = FailureOf(name, text)) {
+      Note("wmi", name, text + " fails");
+      return static_cast<HRESULT>(*code);
+    }
+    Note("wmi", name, text + (m_name == "namespace 0" ? "" : " on " + m_name));
+    const HRESULT hr = real();
+    if (SUCCEEDED(hr)) *object = reinterpret_cast<Interface*>(Wrap(*object, id));
+    return hr;
+  }
+
+  std::string m_name;
+  std::atomic<ULONG> m_references{0};
+};
+
+/// A namespace for each provider object; the first is that of the process for as long as it lives.
+Namespace& NamespaceOf(int number) {
+  static std::vector<Namespace*>& namespaces = *new std::vector<Namespace*>;
+  while (static_cast<int>(namespaces.size()) <= number)
+    namespaces.push_back(new Namespace(static_cast<int>(namespaces.size())));
+  return *namespaces[static_cast<std::size_t>(number)];
+}
+
+void SetValue(IWbemClassObject* object, const PropertyValue& property) {
+  Variant value;
+  if (property.type == VT_I4) value.Get()->lVal = property.number;
+  if (property.type == VT_BSTR) value.Get()->bstrVal = ::SysAllocString(property.text.c_str());
+  value.Get()->vt = property.type;
+  // What the schema refuses comes from a client with a schema of its own.
+  if (FAILED(object->Put(property.name.c_str(), 0, value.Get(), 0))) AnswerProperty(property.name, *value.Get());
+}
+
+ComPtr<IWbemClassObject> Observed(ComPtr<IWbemClassObject> object) {
+  ComPtr<IWbemClassObject> observed;
+  *observed.GetAddressOf() = reinterpret_cast<IWbemClassObject*>(Wrap(object.Detach(), IID_IWbemClassObject));
+  return observed;
+}
+
+}  // namespace
+
+void RunObserved(DWORD level, const std::function<void()>& code) {
+  ForgetStandIns();
+  const long blocks = LiveBlocks();
+  lab::RunAsClient(level, [&] {
+    const Observation observed(true);
+    code();
+  });
+  std::string kept = LiveStandIns();
+  if (const long more = LiveBlocks() - blocks; more > 0)
+    kept = std::to_string(more) + (more == 1 ? " block" : " blocks") + (kept.empty() ? "" : ", ") + kept;
+  if (!kept.empty()) Note("kept", "", kept);
+}
+
+void Service::Reset() {
+  level = 3;
+  m_inUse = 0;
+  m_services.clear();
+  lab::ForgetProviders();
+}
+
+void Service::Create(int number, bool withNamespace) {
+  lab::RunAsClient(3, [&] {
+    ComPtr<IClassFactory> factory;
+    ComPtr<IWbemProviderInit> provider;
+    Check(::DllGetClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&factory)), "DllGetClassObject");
+    Check(factory->CreateInstance(nullptr, IID_PPV_ARGS(&provider)), "CreateInstance");
+    InitSink sink;
+    wchar_t name[] = L"root\\cimv2";
+    const HRESULT hr =
+        provider->Initialize(nullptr, 0, name, nullptr, withNamespace ? &NamespaceOf(number) : nullptr, nullptr, &sink);
+    Check(hr, "Initialize");
+    if (static_cast<int>(m_services.size()) <= number) m_services.resize(static_cast<std::size_t>(number) + 1);
+    Check(provider.As(&m_services[static_cast<std::size_t>(number)]), "IWbemServices");
+  });
+}
+
+void Service::Release(int number) { m_services[static_cast<std::size_t>(number)].Reset(); }
+
+void Service::Run(const Request& request) {
+  if (m_services.empty()) Create(0);
+  Sink sink;
+  HRESULT result = E_UNEXPECTED;
+  const ComPtr<IWbemServices> services = m_services[static_cast<std::size_t>(m_inUse)];
+  RunObserved(level, [&] { result = request(services.Get(), &sink); });
+  Note("result", "",
+       "result " + Hex(static_cast<std::uint32_t>(result)) +
+           (sink.statuses.empty() ? ", no status" : ", sink" + sink.statuses));
+}
+
+ComPtr<IWbemClassObject> Service::Instance(const std::wstring& className, const std::vector<PropertyValue>& values,
+                                           const std::wstring& from) {
+  ComPtr<IWbemClassObject> object;
+  if (from.empty()) {
+    ComPtr<IWbemClassObject> definition;
+    Check(lab::Namespace()->GetObject(Bstr(className.c_str()).Get(), 0, nullptr, &definition, nullptr), "class");
+    Check(definition->SpawnInstance(0, &object), "SpawnInstance");
+  } else {
+    Check(lab::Namespace()->GetObject(Bstr(from.c_str()).Get(), 0, nullptr, &object, nullptr), "instance");
+  }
+  for (const PropertyValue& value : values) SetValue(object.Get(), value);
+  return Observed(std::move(object));
+}
+
+ComPtr<IWbemClassObject> Service::InParameters(const std::wstring& className, const std::wstring& method,
+                                               const std::vector<PropertyValue>& values) {
+  ComPtr<IWbemClassObject> definition;
+  ComPtr<IWbemClassObject> signature;
+  ComPtr<IWbemClassObject> in;
+  Check(lab::Namespace()->GetObject(Bstr(className.c_str()).Get(), 0, nullptr, &definition, nullptr), "class");
+  if (FAILED(definition->GetMethod(method.c_str(), 0, &signature, nullptr)) || signature == nullptr) return nullptr;
+  Check(signature->SpawnInstance(0, &in), "SpawnInstance");
+  for (const PropertyValue& value : values) SetValue(in.Get(), value);
+  return Observed(std::move(in));
+}
+
+}  // namespace scenario
