@@ -12,6 +12,7 @@
 #include <tuple>
 #include <utility>
 
+#include "lab/host/importpatch.h"
 #include "lab/journal.h"
 #include "lab/labkey.h"
 #include "platform/registrykey.h"
@@ -174,47 +175,22 @@ void* FindReplacement(std::string_view function) {
 /// The provider's imports, replaced while this lives.
 class ReplacedImports {
  public:
-  ReplacedImports() : m_base(reinterpret_cast<BYTE*>(::GetModuleHandleW(L"qvrnwmiprovider.dll"))) {
-    if (m_base == nullptr) throw std::runtime_error("the provider is not loaded");
-    const auto* const headers = At<IMAGE_NT_HEADERS>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
-    const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto* module = At<IMAGE_IMPORT_DESCRIPTOR>(directory.VirtualAddress); module->Name != 0; ++module) {
-      ReplaceImportsFrom(*module);
+  ReplacedImports() : m_provider(::GetModuleHandleW(L"qvrnwmiprovider.dll")) {
+    if (m_provider == nullptr) throw std::runtime_error("the provider is not loaded");
+    for (const std::string& function : lab::ImportedFunctions(m_provider)) {
+      void* const with = FindReplacement(function);
+      if (with != nullptr) m_before.emplace_back(function, lab::PatchImport(m_provider, function, with));
     }
   }
   ReplacedImports(const ReplacedImports&) = delete;
   ReplacedImports& operator=(const ReplacedImports&) = delete;
   ~ReplacedImports() {
-    for (const auto& [slot, function] : m_before) Write(slot, function);
+    for (const auto& [function, original] : m_before) lab::PatchImport(m_provider, function, original);
   }
 
  private:
-  template <typename Type>
-  Type* At(ULONGLONG offset) const {
-    return reinterpret_cast<Type*>(m_base + offset);
-  }
-
-  static void Write(ULONGLONG* slot, ULONGLONG function) {
-    DWORD protection = 0;
-    ::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
-    *slot = function;
-    ::VirtualProtect(slot, sizeof *slot, protection, &protection);
-  }
-
-  void ReplaceImportsFrom(const IMAGE_IMPORT_DESCRIPTOR& module) {
-    const auto* name = At<IMAGE_THUNK_DATA>(module.OriginalFirstThunk);
-    auto* slot = At<IMAGE_THUNK_DATA>(module.FirstThunk);
-    for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      void* const with = FindReplacement(At<IMAGE_IMPORT_BY_NAME>(name->u1.AddressOfData)->Name);
-      if (with == nullptr) continue;
-      m_before.emplace_back(&slot->u1.Function, slot->u1.Function);
-      Write(&slot->u1.Function, reinterpret_cast<ULONGLONG>(with));
-    }
-  }
-
-  BYTE* m_base;
-  std::vector<std::pair<ULONGLONG*, ULONGLONG>> m_before;
+  HMODULE m_provider;
+  std::vector<std::pair<std::string, void*>> m_before;
 };
 
 // The kept calls and those of the journal, in the journal's order.

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <mutex>
 
 #include "lab/labkey.h"
@@ -9,6 +10,8 @@
 
 namespace lab {
 namespace {
+
+std::atomic<void (*)(std::wstring_view, std::wstring_view)> g_listener{nullptr};
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -96,16 +99,23 @@ std::string ReadWhole(const std::wstring& path) {
 
 }  // namespace
 
+void SetJournalListener(void (*listener)(std::wstring_view kind, std::wstring_view text)) noexcept {
+  g_listener = listener;
+}
+
+bool IsKept(const std::wstring& path) noexcept { return g_listener.load() != nullptr || !path.empty(); }
+
 std::wstring JournalPath() { return LabText(L"Journal", L"C:\\qvrn-journal.txt"); }
 
 void RecordIn(const std::wstring& path, std::wstring_view kind, std::wstring_view text) noexcept try {
+  if (const auto listener = g_listener.load()) return listener(kind, text);
   if (!path.empty()) TheJournal().Append(path, Utf8(OneLine(kind, text)));
 } catch (...) {
   // An event that cannot be recorded is lost; what the caller does goes on.
 }
 
 void Record(std::wstring_view kind, std::wstring_view text) noexcept try {
-  RecordIn(JournalPath(), kind, text);
+  RecordIn(g_listener.load() == nullptr ? JournalPath() : std::wstring(), kind, text);
 } catch (...) {
   // As above.
 }

@@ -20,10 +20,18 @@ inline constexpr wchar_t kMessageBox[] = L"box";       ///< caption and text
 /// fails the caller.
 void Record(std::wstring_view kind, std::wstring_view text) noexcept;
 
+/// From now on this process's events go to `listener` instead of the file, with their texts as they are, from whatever
+/// thread records them; null: to the file again.
+void SetJournalListener(void (*listener)(std::wstring_view kind, std::wstring_view text)) noexcept;
+
 /// Path of the machine's journal; empty when the machine keeps none.
 std::wstring JournalPath();
 
-/// Record for callers that record often and have looked up JournalPath() once; an empty path records nothing.
+/// Whether an event that is recorded in this journal gets anywhere.
+bool IsKept(const std::wstring& path) noexcept;
+
+/// Record for callers that record often and have looked up JournalPath() once; an empty path records nothing, but for a
+/// listener.
 void RecordIn(const std::wstring& path, std::wstring_view kind, std::wstring_view text) noexcept;
 
 /// The texts of all events of one kind (all kinds, as "kind<TAB>text", when `kind` is empty), oldest first.

@@ -4,10 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
-#include <iterator>
-#include <string>
-#include <vector>
+#include <utility>
 
 #include "lab/journal.h"
 
@@ -50,74 +47,65 @@ int WINAPI RecordMessageBox(HWND, const wchar_t* text, const wchar_t* caption, U
 }
 
 struct Patch {
-  const char* module;
   const char* function;
   void* replacement;
 };
 
-const Patch kPatches[] = {
-    {"setupapi.dll", "SetupDiSetClassInstallParamsW", reinterpret_cast<void*>(&AcceptClassInstallParams)},
-    {"msvcrt.dll", "vprintf", reinterpret_cast<void*>(&RecordPrinted)},
-    {"msvcrt.dll", "_assert", reinterpret_cast<void*>(&RecordAssertion)},
-    {"user32.dll", "MessageBoxW", reinterpret_cast<void*>(&RecordMessageBox)},
+const Patch kProviderPatches[] = {
+    {"SetupDiSetClassInstallParamsW", reinterpret_cast<void*>(&AcceptClassInstallParams)},
+    {"vprintf", reinterpret_cast<void*>(&RecordPrinted)},
+    {"_assert", reinterpret_cast<void*>(&RecordAssertion)},
+    {"MessageBoxW", reinterpret_cast<void*>(&RecordMessageBox)},
 };
 
-/// A loaded module by its image layout.
-class Image {
- public:
-  explicit Image(HMODULE module) : m_base(reinterpret_cast<BYTE*>(module)) {}
-
-  template <typename Type>
-  Type* At(std::size_t offset) const {
-    return reinterpret_cast<Type*>(m_base + offset);
-  }
-
-  /// The first import descriptor; null when the module imports nothing.
-  const IMAGE_IMPORT_DESCRIPTOR* Imports() const {
-    const auto* const headers = At<IMAGE_NT_HEADERS>(static_cast<std::size_t>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
-    const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    return directory.VirtualAddress == 0 ? nullptr : At<IMAGE_IMPORT_DESCRIPTOR>(directory.VirtualAddress);
-  }
-
- private:
-  BYTE* m_base;
-};
-
-const Patch* FindPatch(const char* module, const char* function) {
-  for (const Patch& patch : kPatches) {
-    if (::_stricmp(patch.module, module) == 0 && std::strcmp(patch.function, function) == 0) return &patch;
-  }
-  return nullptr;
-}
-
-void Replace(ULONGLONG& slot, void* replacement) {
-  DWORD protection = 0;
-  if (!::VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection)) return;
-  slot = reinterpret_cast<ULONGLONG>(replacement);
-  ::VirtualProtect(&slot, sizeof slot, protection, &protection);
-}
-
-void PatchImportsFrom(const Image& image, const IMAGE_IMPORT_DESCRIPTOR& descriptor) {
-  const char* const module = image.At<const char>(descriptor.Name);
-  const auto* name = image.At<const IMAGE_THUNK_DATA>(descriptor.OriginalFirstThunk);
-  auto* slot = image.At<IMAGE_THUNK_DATA>(descriptor.FirstThunk);
-  for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-    if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-    const auto* const import = image.At<const IMAGE_IMPORT_BY_NAME>(static_cast<std::size_t>(name->u1.AddressOfData));
-    const Patch* const patch = FindPatch(module, reinterpret_cast<const char*>(import->Name));
-    if (patch != nullptr) Replace(slot->u1.Function, patch->replacement);
+/// Calls `visit` with the name of each import by name and the place of its address.
+template <typename Visit>
+void VisitImports(HMODULE module, Visit visit) {
+  const auto at = [module]<typename Type>(ULONGLONG offset, Type*& part) {
+    part = reinterpret_cast<Type*>(reinterpret_cast<BYTE*>(module) + offset);
+  };
+  const IMAGE_DOS_HEADER* dos = nullptr;
+  const IMAGE_NT_HEADERS* headers = nullptr;
+  at(0, dos);
+  at(static_cast<ULONGLONG>(dos->e_lfanew), headers);
+  const ULONGLONG imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+  if (imports == 0) return;
+  const IMAGE_IMPORT_DESCRIPTOR* from = nullptr;
+  for (at(imports, from); from->Name != 0 && from->OriginalFirstThunk != 0; ++from) {
+    const IMAGE_THUNK_DATA* name = nullptr;
+    IMAGE_THUNK_DATA* slot = nullptr;
+    at(from->FirstThunk, slot);
+    for (at(from->OriginalFirstThunk, name); name->u1.AddressOfData != 0; ++name, ++slot) {
+      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
+      const IMAGE_IMPORT_BY_NAME* import = nullptr;
+      at(name->u1.AddressOfData, import);
+      visit(std::string_view(reinterpret_cast<const char*>(import->Name)), slot->u1.Function);
+    }
   }
 }
 
 }  // namespace
 
+void* PatchImport(HMODULE module, std::string_view function, void* replacement) {
+  void* original = nullptr;
+  VisitImports(module, [&](std::string_view name, ULONGLONG& slot) {
+    DWORD protection = 0;
+    if (name != function || !::VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection)) return;
+    original = reinterpret_cast<void*>(std::exchange(slot, reinterpret_cast<ULONGLONG>(replacement)));
+    ::VirtualProtect(&slot, sizeof slot, protection, &protection);
+  });
+  return original;
+}
+
+std::vector<std::string> ImportedFunctions(HMODULE module) {
+  std::vector<std::string> names;
+  VisitImports(module, [&](std::string_view name, ULONGLONG&) { names.emplace_back(name); });
+  return names;
+}
+
 void PatchProviderImports(HMODULE module) {
   if (module == nullptr) return;
-  const Image image(module);
-  const IMAGE_IMPORT_DESCRIPTOR* descriptor = image.Imports();
-  for (; descriptor != nullptr && descriptor->Name != 0; ++descriptor) {
-    if (descriptor->OriginalFirstThunk != 0) PatchImportsFrom(image, *descriptor);
-  }
+  for (const Patch& patch : kProviderPatches) PatchImport(module, patch.function, patch.replacement);
 }
 
 }  // namespace lab

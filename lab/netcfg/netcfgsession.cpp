@@ -9,7 +9,6 @@
 #include <mutex>
 #include <new>
 
-#include "lab/journal.h"
 #include "lab/labkey.h"
 #include "platform/registrykey.h"
 

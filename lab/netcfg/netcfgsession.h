@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "lab/journal.h"
 #include "lab/netcfg/netcfglock.h"
 #include "lab/netcfg/netcfgrecords.h"
 #include "platform/hresult.h"
@@ -50,7 +51,7 @@ class NetCfgSession {
     } else {
       hr = Guarded(body);
     }
-    if (!m_journal.empty()) Note(method, {Text(arguments)...}, hr);
+    if (IsKept(m_journal)) Note(method, {Text(arguments)...}, hr);
     return hr;
   } catch (...) {
     return qvrn::HresultFromCurrentException();
