@@ -132,6 +132,26 @@ int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT
   return IDOK;
 }
 
+// A console writes text as UTF-8 to what stands for it, at most a line's worth at once.
+BOOL WINAPI WriteToConsole(HANDLE console, const void* text, DWORD chars, DWORD* written, void*) {
+  const Observation unobserved(false);
+  const auto* begin = static_cast<const wchar_t*>(text);
+  *written = std::min<DWORD>(chars, 60);
+  if (*written < chars && IS_HIGH_SURROGATE(begin[*written - 1])) --*written;
+  const std::string bytes = Utf8({begin, *written});
+  DWORD ignored = 0;
+  return ::WriteFile(console, bytes.data(), static_cast<DWORD>(bytes.size()), &ignored, nullptr);
+}
+
+BOOL WINAPI AnswerConsoleMode(HANDLE, DWORD*) { return ThePlatform().typed ? TRUE : FALSE; }
+
+BOOL WINAPI ReadFromConsole(HANDLE, void* buffer, DWORD chars, DWORD* read, void*) {
+  const std::wstring line = *ThePlatform().typed + L"\r\n";
+  *read = std::min(chars, static_cast<DWORD>(line.size()));
+  std::copy_n(line.data(), *read, static_cast<wchar_t*>(buffer));
+  return TRUE;
+}
+
 BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*) {
   static_cast<USEROBJECTFLAGS*>(information)->dwFlags = ThePlatform().windowStationVisible ? WSF_VISIBLE : 0;
   return TRUE;
@@ -251,6 +271,13 @@ OBSERVE("com", CoImpersonateClient, "ole32")
 OBSERVE("com", CoRevertToSelf, "ole32")
 OBSERVE("com", CoInitialize, "ole32")
 OBSERVE("com", CoUninitialize, "ole32")
+OBSERVE("com", CoInitializeSecurity, "ole32")
+OBSERVE("com", CoSetProxyBlanket, "ole32")
+OBSERVE("file", CreateFileW, "kernel32")
+OBSERVE("file", GetFileSizeEx, "kernel32")
+OBSERVE("file", ReadFile, "kernel32")
+OBSERVE("file", WriteFile, "kernel32")
+OBSERVE("file", CloseHandle, "kernel32")
 OBSERVE("memory", CoTaskMemAlloc, "ole32")
 OBSERVE("memory", SysAllocString, "oleaut32")
 OBSERVE("memory", SysAllocStringLen, "oleaut32")
@@ -262,6 +289,9 @@ decltype(&::OutputDebugStringW) __imp_OutputDebugStringW = scenario::WriteTrace;
 decltype(&::Sleep) __imp_Sleep = scenario::Pause;
 decltype(&::MessageBoxW) __imp_MessageBoxW = scenario::ShowBox;
 decltype(&::GetUserObjectInformationW) __imp_GetUserObjectInformationW = scenario::AnswerUserObject;
+decltype(&::GetConsoleMode) __imp_GetConsoleMode = scenario::AnswerConsoleMode;
+decltype(&::ReadConsoleW) __imp_ReadConsoleW = scenario::ReadFromConsole;
+decltype(&::WriteConsoleW) __imp_WriteConsoleW = scenario::WriteToConsole;
 decltype(&::GetSystemInfo) __imp_GetSystemInfo = scenario::AnswerSystemInfo;
 decltype(&::SetupDiSetClassInstallParamsW) __imp_SetupDiSetClassInstallParamsW = scenario::AcceptClassInstallParams;
 
