@@ -18,7 +18,8 @@ using tests::PropertyText;
 std::shared_ptr<const ClassDefinition> Thing() {
   Schema read;
   ReadMof(
-      "class Thing { [key] string Id; [key] Thing REF Other; sint32 Mode = 7; uint16 Half; uint32 Whole; boolean Flag; "
+      "class Known {}; class Thing { [key] string Id; [key] Known REF Other; sint32 Mode = 7; uint16 Half; uint32 "
+      "Whole; boolean Flag; "
       "};",
       "classes.mof", read);
   return read.Find(L"Thing");
