@@ -17,27 +17,15 @@ using tests::PropertyText;
 
 std::shared_ptr<const ClassDefinition> Thing() {
   Schema read;
-  ReadMof(
-      "class Known {}; class Thing { [key] string Id; [key] Known REF Other; sint32 Mode = 7; uint16 Half; uint32 "
-      "Whole; boolean Flag; "
-      "};",
-      "classes.mof", read);
+  const char text[] = R"mof(class Known {};
+    class Thing { [key] string Id; [key] Known REF Other; sint32 Mode = 7; uint16 Half; uint32 Whole; boolean Flag; };
+  )mof";
+  ReadMof(text, "classes.mof", read);
   return read.Find(L"Thing");
 }
 
-// Every test ends with as many objects as it began with.
-class ClassObjectTest : public testing::Test {
- protected:
-  void TearDown() override {
-    m_thing.Reset();
-    EXPECT_EQ(m_alive, LiveClassObjects());
-  }
-
-  const long m_alive = LiveClassObjects();
-  ComPtr<IWbemClassObject> m_thing = MakeInstance(Thing());
-};
-
-TEST_F(ClassObjectTest, PutTakesWhatTheTypeCanHold) {
+TEST(ClassObject, PutTakesWhatTheTypeCanHold) {
+  const long alive = LiveClassObjects();
   const struct {
     const wchar_t* property;
     VARTYPE given;
@@ -49,9 +37,7 @@ TEST_F(ClassObjectTest, PutTakesWhatTheTypeCanHold) {
       {L"Mode", VT_I2, -5, WBEM_NO_ERROR, L"-5"},
       {L"Mode", VT_UI1, 5, WBEM_NO_ERROR, L"5"},
       {L"Mode", VT_NULL, 0, WBEM_NO_ERROR, L"null"},
-      {L"Mode", VT_EMPTY, 0, WBEM_NO_ERROR, L"null"},
       {L"Mode", VT_BSTR, 5, WBEM_E_TYPE_MISMATCH, L"7"},
-      {L"Mode", VT_BOOL, 1, WBEM_E_TYPE_MISMATCH, L"7"},
       {L"Half", VT_I4, 65535, WBEM_NO_ERROR, L"65535"},
       {L"Half", VT_I4, 65536, WBEM_E_TYPE_MISMATCH, L"null"},
       {L"Half", VT_I2, -1, WBEM_E_TYPE_MISMATCH, L"null"},
@@ -64,31 +50,28 @@ TEST_F(ClassObjectTest, PutTakesWhatTheTypeCanHold) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
-    m_thing = MakeInstance(Thing());
-    qvrn::Variant number(row.number);
-    qvrn::Variant value;
-    value.Get()->vt = row.given;
-    if (row.given != VT_NULL && row.given != VT_EMPTY) {
-      value.Get()->vt = VT_EMPTY;
-      ASSERT_HRESULT(S_OK, ::VariantChangeType(value.Get(), number.Get(), 0, row.given));
-    }
-    EXPECT_HRESULT(row.expected, m_thing->Put(row.property, 0, value.Get(), 0));
-    EXPECT_EQ(PropertyText(m_thing.Get(), row.property), row.stored);
+    const ComPtr<IWbemClassObject> thing = MakeInstance(Thing());
+    qvrn::Variant value(row.number);
+    if (row.given == VT_NULL) value.Put()->vt = VT_NULL;
+    ASSERT_HRESULT(S_OK, ::VariantChangeType(value.Get(), value.Get(), 0, row.given));
+    EXPECT_HRESULT(row.expected, thing->Put(row.property, 0, value.Get(), 0));
+    EXPECT_EQ(PropertyText(thing.Get(), row.property), row.stored);
+    EXPECT_HRESULT(WBEM_E_TYPE_MISMATCH, thing->Put(L"Half", 0, value.Get(), CIM_SINT32))
+        << "a type that is not its own";
   }
-  qvrn::Variant text(L"x");
-  EXPECT_HRESULT(WBEM_E_TYPE_MISMATCH, m_thing->Put(L"Id", 0, text.Get(), CIM_SINT32));
-  EXPECT_HRESULT(WBEM_E_NOT_FOUND, m_thing->Get(L"Nothing", 0, nullptr, nullptr, nullptr));
+  EXPECT_EQ(LiveClassObjects(), alive);
 }
 
-TEST_F(ClassObjectTest, PathsQuoteTextsAndNeedEveryKey) {
+TEST(ClassObject, PathsQuoteTextsAndNeedEveryKey) {
+  const ComPtr<IWbemClassObject> thing = MakeInstance(Thing());
   qvrn::Variant id(LR"("q" \ ')");
   qvrn::Variant other(L"Thing.Id=\"7\"");
-  ASSERT_HRESULT(S_OK, m_thing->Put(L"Id", 0, id.Get(), 0));
-  EXPECT_EQ(PropertyText(m_thing.Get(), L"__RELPATH"), L"null");
-  ASSERT_HRESULT(S_OK, m_thing->Put(L"Other", 0, other.Get(), 0));
+  ASSERT_HRESULT(S_OK, thing->Put(L"Id", 0, id.Get(), CIM_STRING));
+  EXPECT_EQ(PropertyText(thing.Get(), L"__RELPATH"), L"null");
+  ASSERT_HRESULT(S_OK, thing->Put(L"Other", 0, other.Get(), 0));
   const std::wstring path = LR"(Thing.Id="\"q\" \\ '",Other="Thing.Id=\"7\"")";
-  EXPECT_EQ(PropertyText(m_thing.Get(), L"__RELPATH"), path);
-  EXPECT_TRUE(PropertyText(m_thing.Get(), L"__path").ends_with(L"\\root\\cimv2:" + path));
+  EXPECT_EQ(PropertyText(thing.Get(), L"__RELPATH"), path);
+  EXPECT_TRUE(PropertyText(thing.Get(), L"__path").ends_with(L"\\root\\cimv2:" + path));
 }
 
 }  // namespace

@@ -22,6 +22,8 @@ using qvrn::Bstr;
 using Texts = std::vector<std::wstring>;
 
 const std::wstring kClass = L"QvrnEN_NetworkAdapterConfiguration";
+const std::wstring kInstanceKey =
+    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}\\";
 
 class NamespaceTest : public testing::Test {
  protected:
@@ -66,8 +68,9 @@ TEST_F(NamespaceTest, AQueryFiltersAndReducesWhatComes) {
   m_machine.AddUsualAdapter(7);
   m_machine.AddAdapter(8, L"oth3\\another_maker");
   m_machine.AddUsualAdapter(12);
-  const std::wstring enumKey = L"SYSTEM\\CurrentControlSet\\Enum\\";
-  m_machine.WriteText(enumKey + tests::Machine::DeviceId(7), L"FriendlyName", L"Left");
+  m_machine.WriteText(L"SYSTEM\\CurrentControlSet\\Enum\\" + tests::Machine::DeviceId(7), L"FriendlyName",
+                      L"The \"\x263A\" 'a' \\ b");
+  m_machine.WriteNumber(kInstanceKey + L"0012", L"LabConnectionStatus", 2);
   const struct {
     std::wstring query;
     const wchar_t* property;
@@ -77,15 +80,22 @@ TEST_F(NamespaceTest, AQueryFiltersAndReducesWhatComes) {
       {L"SELECT SettingID FROM " + kClass + L" WHERE SettingID = '12'", L"__RELPATH", {kClass + L".SettingID=\"12\""}},
       {L"SELECT RssMode FROM " + kClass + L" WHERE SettingID = '7'", L"__RELPATH", {L"null"}},
       {L"SELECT RssMode FROM " + kClass + L" WHERE SettingID = '7'", L"SettingID", {L"no such property"}},
-      {L"SELECT __RELPATH FROM " + kClass + L" WHERE SettingID = '7'", L"__RELPATH", {kClass + L".SettingID=\"7\""}},
-      {L"SELECT * FROM Win32_NetworkAdapter", L"DeviceID", {L"7", L"8", L"12"}},
-      {L"SELECT * FROM Win32_NetworkAdapter WHERE PNPDeviceID <> ''", L"Name", {}},
-      {L"SELECT * FROM Win32_NetworkAdapter WHERE DeviceID = 7", L"Name", {L"Left"}},
+      {L"SELECT RssMode , __PATH FROM " + kClass,
+       L"__RELPATH",
+       {kClass + L".SettingID=\"7\"", kClass + L".SettingID=\"12\""}},
+      {L"  select\t* from Win32_NetworkAdapter  ", L"DeviceID", {L"7", L"8", L"12"}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE DeviceID = 8", L"NetConnectionStatus", {L"null"}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE deviceid = '80'", L"DeviceID", {}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = '2'", L"DeviceID", {L"12"}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = 0x2", L"DeviceID", {L"12"}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = TRUE", L"DeviceID", {}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE Name = \"the \\\"\x263A\\\" 'A' \\\\ b\"", L"DeviceID", {L"7"}},
+      {L"SELECT * FROM Win32_NetworkAdapter WHERE Name = 'The \"\x263A\" \\'a\\' \\\\ b'", L"DeviceID", {L"7"}},
   };
   for (const auto& row : rows) {
     HRESULT last = S_OK;
     EXPECT_EQ(Query(row.query, row.property, last), row.found) << &row - rows;
-    EXPECT_HRESULT(row.found.empty() ? WBEM_E_INVALID_QUERY : WBEM_S_FALSE, last) << &row - rows;
+    EXPECT_HRESULT(WBEM_S_FALSE, last) << &row - rows;
   }
 }
 
@@ -94,32 +104,43 @@ TEST_F(NamespaceTest, WhatTheProviderSaysComesWithTheResult) {
   EXPECT_TRUE(Query(L"SELECT * FROM " + kClass, L"SettingID", last).empty());
   EXPECT_HRESULT(WBEM_E_NOT_FOUND, last) << "no adapter, told by the last Next";
   m_machine.AddUsualAdapter(7);
-  EXPECT_HRESULT(S_OK, Get(L"\\\\.\\ROOT\\cimv2:" + kClass + L".SettingID=\"7\""));
+  EXPECT_HRESULT(S_OK, Get(kClass + L".SettingID=\"7\""));
   m_machine.WriteNumber(lab::kLabKey, L"ImpersonationLevel", 2);
-  EXPECT_HRESULT(WBEM_E_ACCESS_DENIED, Get(kClass + L".SettingID=\"7\""));
+  EXPECT_HRESULT(WBEM_E_ACCESS_DENIED, Get(kClass + L"=\"7\""));
 }
 
-TEST_F(NamespaceTest, RefusesBeforeItAsksTheProvider) {
+TEST_F(NamespaceTest, PathsAreThoseOfTheNamespace) {
+  m_machine.AddUsualAdapter(7);
   const struct {
     std::wstring path;
     WBEMSTATUS expected;
-  } gets[] = {{L"NoSuchClass", WBEM_E_NOT_FOUND},
-              {L"NoSuchClass.Id=1", WBEM_E_INVALID_CLASS},
-              {kClass + L".SettingID=\"7", WBEM_E_INVALID_OBJECT_PATH},
+  } rows[] = {{L"ROOT/CimV2:" + kClass, WBEM_NO_ERROR},
+              {L"//./root/cimv2:" + kClass + L".SettingID=\"7\"", WBEM_NO_ERROR},
+              {L"\\\\localhost\\root\\cimv2:" + kClass, WBEM_NO_ERROR},
+              {L"\\\\another-machine\\root\\cimv2:" + kClass, WBEM_E_INVALID_NAMESPACE},
               {L"root\\default:" + kClass, WBEM_E_INVALID_NAMESPACE},
+              {L"NoSuchClass", WBEM_E_NOT_FOUND},
+              {L"NoSuchClass.A=\"a:b,c.d=\\\"\",B=2", WBEM_E_INVALID_CLASS},
               {L"StdRegProv.Id=1", WBEM_E_PROVIDER_NOT_CAPABLE}};
-  for (const auto& row : gets) EXPECT_HRESULT(row.expected, Get(row.path)) << &row - gets;
+  for (const auto& row : rows) EXPECT_HRESULT(row.expected, Get(row.path)) << &row - rows;
+  for (const wchar_t* rest :
+       {L".SettingID", L".SettingID=", L".SettingID=\"7", L".SettingID=\"7\"x", L".SettingID=7,", L" two", L".=7"}) {
+    EXPECT_HRESULT(WBEM_E_INVALID_OBJECT_PATH, Get(kClass + rest)) << rest;
+  }
+}
 
-  const struct {
-    std::wstring query;
-    WBEMSTATUS expected;
-  } queries[] = {{L"SELECT * FROM NoSuchClass", WBEM_E_INVALID_CLASS},
-                 {L"SELECT Colour FROM " + kClass, WBEM_E_INVALID_QUERY},
-                 {L"SELECT * FROM " + kClass + L" WHERE Colour = 1", WBEM_E_INVALID_QUERY}};
-  for (const auto& row : queries) {
-    HRESULT last = S_OK;
-    Query(row.query, L"", last);
-    EXPECT_HRESULT(row.expected, last) << &row - queries;
+TEST_F(NamespaceTest, RefusesQueriesThatAreNotServed) {
+  HRESULT last = S_OK;
+  Query(L"SELECT * FROM NoSuchClass", L"", last);
+  EXPECT_HRESULT(WBEM_E_INVALID_CLASS, last);
+  const std::wstring all = L"SELECT * FROM StdRegProv ";
+  for (const std::wstring& text :
+       {std::wstring(L"SELECT Colour FROM StdRegProv"), std::wstring(L"SELECT __PATH, FROM StdRegProv"), all + L"ORDER",
+        all + L"WHERE Colour = 1", all + L"WHERE __PATH = b", all + L"WHERE __PATH = 'open",
+        all + L"WHERE __PATH = 12x", all + L"WHERE __PATH <> 1", all + L"WHERE __PATH = 1 AND __PATH = 2",
+        std::wstring(L"ASSOCIATORS OF {X.a=1}")}) {
+    Query(text, L"", last);
+    EXPECT_HRESULT(WBEM_E_INVALID_QUERY, last) << testing::PrintToString(text);
   }
 }
 

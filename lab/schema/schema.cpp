@@ -66,7 +66,8 @@ std::shared_ptr<const ClassDefinition> Schema::Find(std::wstring_view className)
 std::wstring Schema::ProviderClassId(std::wstring_view provider) const {
   const std::wstring path = ProviderPath(provider);
   const auto* const found = FindWhere(instances, [&](const auto& known) { return SameText(known.path, path); });
-  const auto* const id = found == nullptr ? nullptr : std::get_if<std::wstring>(&found->values.at(L"CLSID"));
+  if (found == nullptr || !found->values.contains(L"CLSID")) return {};
+  const auto* const id = std::get_if<std::wstring>(&found->values.at(L"CLSID"));
   return id == nullptr ? std::wstring() : *id;
 }
 
