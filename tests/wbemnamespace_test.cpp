@@ -60,6 +60,7 @@ class NamespaceTest : public testing::Test {
   }
 
   tests::Machine m_machine;
+  tests::Provider m_provider;  ///< before the namespace loads its own: handlers keep the namespace that comes first
   IWbemServices* m_services = lab::Namespace();
   DWORD m_registration = 0;
 };

@@ -153,7 +153,7 @@ class MofReader {
 
   std::wstring ReadReference(const Property& property) {
     const Token start = m_lexer.Current();
-    const std::wstring path = m_aliases[ReadAlias()];
+    std::wstring path = m_aliases[ReadAlias()];
     if (!path.starts_with(property.reference + L".")) Refuse(start, "the alias does not name what the property takes");
     return path;
   }
