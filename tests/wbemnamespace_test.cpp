@@ -87,7 +87,6 @@ TEST_F(NamespaceTest, AQueryFiltersAndReducesWhatComes) {
       {L"  select\t* from Win32_NetworkAdapter  ", L"DeviceID", {L"7", L"8", L"12"}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE DeviceID = 8", L"NetConnectionStatus", {L"null"}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE deviceid = '80'", L"DeviceID", {}},
-      {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = '2'", L"DeviceID", {L"12"}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = 0x2", L"DeviceID", {L"12"}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = TRUE", L"DeviceID", {}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE Name = \"the \\\"\x263A\\\" 'A' \\\\ b\"", L"DeviceID", {L"7"}},
