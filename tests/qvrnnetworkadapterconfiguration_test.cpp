@@ -97,7 +97,7 @@ TEST_F(ConfigurationTest, AFailedQueryIsToldByTheProviderAlone) {
 std::wstring KeywordOf(const lab::Property& property) {
   const lab::Qualifier* mapping = lab::FindQualifier(property.qualifiers, L"MappingStrings");
   if (mapping == nullptr) return {};
-  const auto text = std::get<std::wstring>(std::get<std::vector<lab::Scalar>>(mapping->value).at(0));
+  const auto text = std::get<std::vector<std::wstring>>(mapping->value).at(0);
   return text.substr(text.find(L'|') + 1);
 }
 
