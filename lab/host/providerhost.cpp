@@ -1,9 +1,8 @@
 #include "lab/host/providerhost.h"
 
-#include <cwchar>
-#include <exception>
 #include <future>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -76,11 +75,17 @@ class InitSink final : public Unknown<IWbemProviderInitSink> {
   std::atomic<HRESULT> m_status{static_cast<HRESULT>(WBEM_E_PROVIDER_LOAD_FAILURE)};
 };
 
+/// A provider by name; its lock is held while it is loaded, so that others wait for it.
+struct LoadedProvider {
+  std::mutex loading;
+  ProviderPointer services;
+};
+
 /// What outlives every request. Never destroyed: at the end of a process the modules of the providers may be gone
 /// first.
 struct Host {
   std::mutex mutex;
-  std::map<std::wstring, std::shared_future<ProviderPointer>> providers;
+  std::map<std::wstring, std::shared_ptr<LoadedProvider>> providers;
   ProviderCall lastCall;
   std::atomic<void (*)(HMODULE)> loadedHook{nullptr};
 };
@@ -88,14 +93,6 @@ struct Host {
 Host& TheHost() {
   static Host& host = *new Host;
   return host;
-}
-
-void KeepMultithreadedApartment() {
-  static const HRESULT kept = [] {
-    void* cookie = nullptr;
-    return ::CoIncrementMTAUsage(&cookie);
-  }();
-  static_cast<void>(kept);
 }
 
 /// The calling thread as the service's: apartment, call context, and no trace of the client afterwards.
@@ -159,32 +156,18 @@ ProviderPointer LoadProvider(const std::wstring& name) {
   return nullptr;
 }
 
-/// The first one to ask loads, without the lock; others wait for it. A failure is not kept.
+/// The first one to ask loads. A failure is not kept.
 ProviderPointer Provider(const std::wstring& name) {
-  Host& host = TheHost();
-  std::promise<ProviderPointer> loading;
+  std::shared_ptr<LoadedProvider> provider;
   {
-    std::unique_lock lock(host.mutex);
-    const auto [entry, isNew] = host.providers.try_emplace(name);
-    if (!isNew) {
-      const std::shared_future<ProviderPointer> loaded = entry->second;
-      lock.unlock();
-      return loaded.get();
-    }
-    entry->second = loading.get_future().share();
+    const std::lock_guard lock(TheHost().mutex);
+    auto& known = TheHost().providers[name];
+    if (known == nullptr) known = std::make_shared<LoadedProvider>();
+    provider = known;
   }
-  ProviderPointer services;
-  try {
-    services = LoadProvider(name);
-  } catch (...) {
-    services = nullptr;
-  }
-  if (services == nullptr) {
-    const std::lock_guard lock(host.mutex);
-    host.providers.erase(name);
-  }
-  loading.set_value(services);
-  return services;
+  const std::lock_guard lock(provider->loading);
+  if (provider->services == nullptr) provider->services = LoadProvider(name);
+  return provider->services;
 }
 
 HRESULT Outcome(const ProviderCall& call) {
@@ -195,18 +178,18 @@ HRESULT Outcome(const ProviderCall& call) {
 }  // namespace
 
 void RunAsClient(DWORD level, const std::function<void()>& request) {
-  KeepMultithreadedApartment();
-  std::exception_ptr failure;
-  std::thread thread([&] {
-    try {
-      const ClientThread client(level);
-      request();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  });
-  thread.join();
-  if (failure) std::rethrow_exception(failure);
+  // The apartment outlives its threads.
+  static void* apartment = nullptr;
+  static const HRESULT kept = ::CoIncrementMTAUsage(&apartment);
+  static_cast<void>(kept);
+  const auto run = [&] {
+    const ClientThread client(level);
+    request();
+  };
+  std::packaged_task<void()> task(run);
+  std::future<void> done = task.get_future();
+  std::thread(std::move(task)).join();
+  done.get();
 }
 
 Reply CallProvider(const std::wstring& name, const ProviderRequest& request) {
@@ -229,7 +212,7 @@ ProviderCall LastProviderCall() {
 }
 
 void ForgetProviders() {
-  std::map<std::wstring, std::shared_future<ProviderPointer>> forgotten;
+  decltype(Host::providers) forgotten;
   const std::lock_guard lock(TheHost().mutex);
   forgotten.swap(TheHost().providers);
 }
