@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "lab/labkey.h"
+#include "lab/widetext.h"
 #include "platform/handle.h"
 
 namespace lab {
@@ -17,32 +18,12 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 
 std::atomic<void (*)(std::wstring_view, std::wstring_view)> g_listener{nullptr};
 
-std::string Utf8(std::wstring_view text) {
-  std::string out(text.size() * 3, '\0');
-  const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(),
-                                          static_cast<int>(out.size()), nullptr, nullptr);
-  out.resize(static_cast<std::size_t>(bytes));
-  return out;
-}
-
-std::wstring Wide(std::string_view text) {
-  std::wstring out(text.size(), L'\0');
-  const int size = static_cast<int>(text.size());
-  out.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, out.data(), size)));
-  return out;
-}
-
 std::wstring OneLine(std::wstring_view kind, std::wstring_view text) {
   std::wstring line(kind);
   line += L'\t';
   for (const wchar_t c : text) {
-    if (c == L'\n') {
-      line += L"\\n";
-    } else if (c == L'\t') {
-      line += L"\\t";
-    } else if (c != L'\r') {
-      line += c;
-    }
+    if (c == L'\r') continue;
+    line += c == L'\n' ? L"\\n" : c == L'\t' ? L"\\t" : std::wstring(1, c);
   }
   return line += L'\n';
 }

@@ -9,7 +9,7 @@
 //   Failures\           one REG_SZ per call, e.g. "INetCfg::Apply" = "0x80004005 1": the HRESULT and how many of the next
 //                       calls fail with it; optionally a third number: how many calls succeed first. The name "*" counts
 //                       every call that the journal shows, so "0x80004005 1 N" fails the one after the next N. A
-//                       session looks at the names once, when its INetCfg is made.
+//                       session looks once whether there are any, when its INetCfg is made.
 #pragma once
 
 #include <string>

@@ -7,17 +7,10 @@
 #include <utility>
 
 #include "lab/journal.h"
+#include "lab/widetext.h"
 
 namespace lab {
 namespace {
-
-std::wstring Widen(const std::string& text) {
-  std::wstring wide(text.size(), L'\0');
-  const int length = static_cast<int>(text.size());
-  const int written = ::MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, wide.data(), length);
-  wide.resize(static_cast<std::size_t>(written));
-  return wide;
-}
 
 BOOL WINAPI AcceptClassInstallParams(HDEVINFO, PSP_DEVINFO_DATA, PSP_CLASSINSTALL_HEADER, DWORD) { return TRUE; }
 
@@ -30,14 +23,14 @@ int __cdecl RecordPrinted(const char* format, va_list arguments) {
   if (length < 0) return length;
   std::vector<char> text(static_cast<std::size_t>(length) + 1);
   ::_vsnprintf(text.data(), text.size(), format, arguments);
-  Record(kPrinted, Widen(text.data()));
+  Record(kPrinted, Wide(text.data(), CP_ACP));
   return length;
 }
 
 void __cdecl RecordAssertion(const char* expression, const char* file, unsigned line) {
   const std::string text = std::string(expression) + ", file " + file + ", line " + std::to_string(line);
   std::fprintf(stderr, "qvrnlab: assertion failed: %s\n", text.c_str());
-  Record(kAssertion, Widen(text));
+  Record(kAssertion, Wide(text, CP_ACP));
 }
 
 int WINAPI RecordMessageBox(HWND, const wchar_t* text, const wchar_t* caption, UINT) {

@@ -57,7 +57,8 @@ class NetCfgBindingPath final : public NetCfgObject<INetCfgBindingPath> {
           for (std::size_t lower = 1; lower < m_path.size(); ++lower) {
             pairs.push_back(Make<NetCfgBindingInterface>(m_session, m_path[lower - 1], m_path[lower]));
           }
-          return Give(interfaces, Make<InterfaceEnumerator>(m_session, std::move(pairs)));
+          return Give(interfaces, Make<InterfaceEnumerator>(m_session, L"IEnumNetCfgBindingInterface::Next",
+                                                            L"IEnumNetCfgBindingInterface::Reset", std::move(pairs)));
         },
         m_token);
   }
@@ -79,7 +80,8 @@ Microsoft::WRL::ComPtr<IEnumNetCfgBindingPath> BindingPathsAbove(const SessionPo
   for (BindingPath& path : PathsAbove(session->Components(), component)) {
     paths.push_back(Make<NetCfgBindingPath>(session, std::move(path)));
   }
-  return Make<PathEnumerator>(session, std::move(paths));
+  return Make<PathEnumerator>(session, L"IEnumNetCfgBindingPath::Next", L"IEnumNetCfgBindingPath::Reset",
+                              std::move(paths));
 }
 
 }  // namespace lab

@@ -77,7 +77,8 @@ Microsoft::WRL::ComPtr<IEnumNetCfgComponent> ComponentsOf(const SessionPointer& 
   for (const ComponentPointer& record : session->Components()) {
     if (record->networkClass == &networkClass) components.push_back(MakeComponent(session, record));
   }
-  return Make<ComponentEnumerator>(session, std::move(components));
+  return Make<ComponentEnumerator>(session, L"IEnumNetCfgComponent::Next", L"IEnumNetCfgComponent::Reset",
+                                   std::move(components));
 }
 
 }  // namespace lab

@@ -11,36 +11,23 @@
 
 namespace lab {
 
-/// Under which names an enumerator's calls are recorded.
-struct EnumeratorNames {
-  const wchar_t* next;
-  const wchar_t* reset;
-};
-template <typename Enumerator>
-inline constexpr EnumeratorNames kEnumeratorNames = {};
-template <>
-inline constexpr EnumeratorNames kEnumeratorNames<IEnumNetCfgComponent> = {L"IEnumNetCfgComponent::Next",
-                                                                           L"IEnumNetCfgComponent::Reset"};
-template <>
-inline constexpr EnumeratorNames kEnumeratorNames<IEnumNetCfgBindingPath> = {L"IEnumNetCfgBindingPath::Next",
-                                                                             L"IEnumNetCfgBindingPath::Reset"};
-template <>
-inline constexpr EnumeratorNames kEnumeratorNames<IEnumNetCfgBindingInterface> = {
-    L"IEnumNetCfgBindingInterface::Next", L"IEnumNetCfgBindingInterface::Reset"};
-
 template <typename Enumerator, typename Element>
 class NetCfgEnumerator final : public NetCfgObject<Enumerator> {
  public:
   using Elements = std::vector<Microsoft::WRL::ComPtr<Element>>;
 
-  NetCfgEnumerator(SessionPointer session, Elements elements)
-      : NetCfgObject<Enumerator>(std::move(session)), m_elements(std::move(elements)) {}
+  /// `next` and `reset` are the names of the calls.
+  NetCfgEnumerator(SessionPointer session, const wchar_t* next, const wchar_t* reset, Elements elements)
+      : NetCfgObject<Enumerator>(std::move(session)),
+        m_nextName(next),
+        m_resetName(reset),
+        m_elements(std::move(elements)) {}
 
   HRESULT STDMETHODCALLTYPE Next(ULONG count, Element** elements, ULONG* fetched) noexcept override {
     if (fetched != nullptr) *fetched = 0;
     if (count > 1 && fetched == nullptr) return E_POINTER;
     return this->Ask(
-        kEnumeratorNames<Enumerator>.next, Needs::kInitialized, elements,
+        m_nextName, Needs::kInitialized, elements,
         [&] {
           ULONG given = 0;
           for (; given < count && m_next < m_elements.size(); ++given) m_elements[m_next++].CopyTo(&elements[given]);
@@ -50,7 +37,7 @@ class NetCfgEnumerator final : public NetCfgObject<Enumerator> {
         count);
   }
   HRESULT STDMETHODCALLTYPE Reset() noexcept override {
-    return this->m_session->Call(kEnumeratorNames<Enumerator>.reset, Needs::kInitialized, [&] {
+    return this->m_session->Call(m_resetName, Needs::kInitialized, [&] {
       m_next = 0;
       return S_OK;
     });
@@ -59,6 +46,8 @@ class NetCfgEnumerator final : public NetCfgObject<Enumerator> {
   HRESULT STDMETHODCALLTYPE Clone(Enumerator**) noexcept override { return E_NOTIMPL; }
 
  private:
+  const wchar_t* const m_nextName;
+  const wchar_t* const m_resetName;
   const Elements m_elements;
   std::size_t m_next = 0;
 };

@@ -3,8 +3,8 @@
 #include <netcfgx.h>
 #include <objbase.h>
 
-#include <algorithm>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 
 #include "lab/netcfg/netcfgpaths.h"
@@ -19,35 +19,32 @@ struct Package {
   const wchar_t* networkClass;
   const wchar_t* description;
   DWORD characteristics;
-  const wchar_t* enumerator;     ///< of its devices, with the last backslash; null for a protocol
-  const wchar_t* serviceKey;     ///< below HKEY_LOCAL_MACHINE, or null
-  const wchar_t* parametersKey;  ///< below the service key
+  const wchar_t* enumerator;  ///< of its devices, with the last backslash; null for a protocol
+  const wchar_t* serviceKey;  ///< below HKEY_LOCAL_MACHINE, or null
 };
 
 constexpr Package kPackages[] = {
     {kVlanProtocol, L"NetTrans", L"Quorvane Intermediate VLAN Driver", 0, nullptr,
-     L"SYSTEM\\CurrentControlSet\\Services\\muxp", L"\\Parameters\\Adapters"},
-    {kVlanMiniport, L"Net", L"Quorvane Virtual Miniport Driver", NCF_VIRTUAL, L"ROOT\\QVRN_MUXMP\\", nullptr, nullptr},
+     L"SYSTEM\\CurrentControlSet\\Services\\muxp"},
+    {kVlanMiniport, L"Net", L"Quorvane Virtual Miniport Driver", NCF_VIRTUAL, L"ROOT\\QVRN_MUXMP\\", nullptr},
 };
 constexpr wchar_t kProvider[] = L"Quorvane";
 
 const Package* FindPackage(const wchar_t* id) {
-  const auto* const found = std::find_if(std::begin(kPackages), std::end(kPackages),
-                                         [&](const Package& one) { return ::_wcsicmp(one.id, id) == 0; });
-  return found == std::end(kPackages) ? nullptr : found;
+  for (const Package& package : kPackages) {
+    if (::_wcsicmp(package.id, id) == 0) return &package;
+  }
+  return nullptr;
 }
 
 void Check(LSTATUS status) {
   if (status != ERROR_SUCCESS) throw std::runtime_error("the lab's registry cannot be changed");
 }
 
-struct TextValue {
-  const wchar_t* name;
-  std::wstring text;
-};
+using Texts = std::map<const wchar_t*, std::wstring>;
 
-void WriteTexts(const qvrn::RegistryKey& key, std::initializer_list<TextValue> values) {
-  for (const TextValue& value : values) Check(key.WriteText(value.name, value.text.c_str()));
+void WriteTexts(const qvrn::RegistryKey& key, const Texts& values) {
+  for (const auto& [name, text] : values) Check(key.WriteText(name, text.c_str()));
 }
 
 /// Makes the first of the subkeys "0000", "0001" and so on that is not there yet, and returns its name; `parent` ends
@@ -91,8 +88,8 @@ ComponentPointer MakeKeys(const Package& package, const NetworkClass& networkCla
     WriteTexts(key, {{L"DeviceInstanceID", component->deviceId}});
   }
   if (package.serviceKey != nullptr) {
-    Check(
-        key.Create(HKEY_LOCAL_MACHINE, (package.serviceKey + std::wstring(package.parametersKey)).c_str(), KEY_WRITE));
+    Check(key.Create(HKEY_LOCAL_MACHINE, (package.serviceKey + std::wstring(L"\\Parameters\\Adapters")).c_str(),
+                     KEY_WRITE));
   }
   return component;
 }

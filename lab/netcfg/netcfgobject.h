@@ -18,16 +18,13 @@ namespace lab {
 /// The kind that LiveNetCfgObjects counts.
 using CountedNetCfg = Counted<struct NetCfgObjects>;
 
-/// Under which name a client's query for a second interface of an object is recorded.
-template <typename Interface>
-inline constexpr const wchar_t* kQueryName = nullptr;
-template <>
-inline constexpr const wchar_t* kQueryName<INetCfgLock> = L"INetCfg::QueryInterface(INetCfgLock)";
-template <>
-inline constexpr const wchar_t* kQueryName<INetCfgClassSetup> = L"INetCfgClass::QueryInterface(INetCfgClassSetup)";
-template <>
-inline constexpr const wchar_t* kQueryName<INetCfgComponentBindings> =
-    L"INetCfgComponent::QueryInterface(INetCfgComponentBindings)";
+/// Under which name a client's query for an object's second interface is recorded; null for any other.
+inline const wchar_t* QueryName(REFIID id) noexcept {
+  if (id == __uuidof(INetCfgLock)) return L"INetCfg::QueryInterface(INetCfgLock)";
+  if (id == __uuidof(INetCfgClassSetup)) return L"INetCfgClass::QueryInterface(INetCfgClassSetup)";
+  if (id == __uuidof(INetCfgComponentBindings)) return L"INetCfgComponent::QueryInterface(INetCfgComponentBindings)";
+  return nullptr;
+}
 
 /// An object of the session. Queries for the interfaces `Rest` are calls that are recorded and can be made to fail; the
 /// others are not. Methods that no client of the lab calls are E_NOTIMPL, unrecorded.
@@ -37,8 +34,7 @@ class NetCfgObject : public Unknown<First, Rest...>, private CountedNetCfg {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
-    const wchar_t* name = nullptr;
-    ((id == __uuidof(Rest) ? void(name = kQueryName<Rest>) : void()), ...);
+    const wchar_t* const name = QueryName(id);
     return name == nullptr ? Hand(id, object)
                            : m_session->Call(name, Needs::kNothing, [&] { return Hand(id, object); });
   }

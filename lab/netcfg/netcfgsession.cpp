@@ -36,7 +36,8 @@ bool NetCfgSession::Erase(const ComponentRecord& component) noexcept {
 }
 
 std::optional<HRESULT> NetCfgSession::Refuse(const wchar_t* method, Needs needs) const {
-  if (const std::optional<HRESULT> failure = m_failures.Next(method)) return failure;
+  const std::optional<HRESULT> failure = m_mayFail ? DueFailure(method) : std::nullopt;
+  if (failure) return failure;
   if (needs != Needs::kNothing && !m_initialized) return NETCFG_E_NOT_INITIALIZED;
   if (needs == Needs::kWriteLock && !m_lock.IsHeld()) return NETCFG_E_NO_WRITE_LOCK;
   return std::nullopt;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "lab/journal.h"
-#include "lab/netcfg/failureplan.h"
+#include "lab/netcfg/failures.h"
 #include "lab/netcfg/netcfglock.h"
 #include "lab/netcfg/netcfgrecords.h"
 #include "platform/hresult.h"
@@ -70,7 +70,7 @@ class NetCfgSession {
   static std::wstring Text(const GUID& guid);
 
   const std::wstring m_journal = JournalPath();
-  const FailurePlan m_failures;
+  const bool m_mayFail = AreFailuresSet();
   WriteLock m_lock;
   ComponentRecords m_components;
   bool m_initialized = false;
