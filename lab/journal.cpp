@@ -5,7 +5,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 
 #include "lab/labkey.h"
 #include "lab/widetext.h"
@@ -28,35 +27,17 @@ std::wstring OneLine(std::wstring_view kind, std::wstring_view text) {
   return line += L'\n';
 }
 
-/// The one journal that this process has open; another path replaces it.
-struct OpenJournal {
-  std::mutex mutex;
-  std::wstring path;
-  qvrn::FileHandle file;
-};
-
-OpenJournal& TheJournal() {
-  static OpenJournal journal;
-  return journal;
-}
-
 void Append(const std::wstring& path, const std::string& line) {
-  OpenJournal& journal = TheJournal();
-  const std::lock_guard guard(journal.mutex);
-  if (!journal.file || path != journal.path) {
-    journal.file.Reset(::CreateFileW(path.c_str(), FILE_READ_DATA | FILE_APPEND_DATA, kShareAll, nullptr, OPEN_ALWAYS,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr));
-    journal.path = path;
-  }
-  if (!journal.file) return;
+  const qvrn::FileHandle file(::CreateFileW(path.c_str(), FILE_READ_DATA | FILE_APPEND_DATA, kShareAll, nullptr,
+                                            OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   // Appending alone is not atomic between processes on every platform that this runs on; the lock beyond the end of
-  // the file is.
+  // the file is, until the file is closed.
   OVERLAPPED beyond = {};
   beyond.OffsetHigh = 0x7FFFFFFF;
-  const bool locked = ::LockFileEx(journal.file.Get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &beyond) != FALSE;
   DWORD written = 0;
-  ::WriteFile(journal.file.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-  if (locked) ::UnlockFileEx(journal.file.Get(), 0, 1, 0, &beyond);
+  if (!file) return;
+  ::LockFileEx(file.Get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &beyond);
+  ::WriteFile(file.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
 }
 
 }  // namespace
@@ -69,17 +50,12 @@ bool IsKept(const std::wstring& path) noexcept { return g_listener.load() != nul
 
 std::wstring JournalPath() { return LabText(L"Journal", L"C:\\qvrn-journal.txt"); }
 
-void RecordIn(const std::wstring& path, std::wstring_view kind, std::wstring_view text) noexcept try {
+void Record(std::wstring_view kind, std::wstring_view text, const std::wstring* path) noexcept try {
   if (const auto listener = g_listener.load()) return listener(kind, text);
-  if (!path.empty()) Append(path, Utf8(OneLine(kind, text)));
+  const std::wstring file = path == nullptr ? JournalPath() : *path;
+  if (!file.empty()) Append(file, Utf8(OneLine(kind, text)));
 } catch (...) {
   // An event that cannot be recorded is lost; what the caller does goes on.
-}
-
-void Record(std::wstring_view kind, std::wstring_view text) noexcept try {
-  RecordIn(JournalPath(), kind, text);
-} catch (...) {
-  // As above.
 }
 
 std::vector<std::wstring> Recorded(std::wstring_view kind) {
@@ -94,9 +70,6 @@ std::vector<std::wstring> Recorded(std::wstring_view kind) {
 }
 
 void ClearJournal() {
-  OpenJournal& journal = TheJournal();
-  const std::lock_guard guard(journal.mutex);
-  journal.file.Reset();
   const qvrn::FileHandle emptied(::CreateFileW(JournalPath().c_str(), GENERIC_WRITE, kShareAll, nullptr,
                                                TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
 }

@@ -9,13 +9,15 @@ std::wstring MachineText(const std::wstring& path, const wchar_t* name, const wc
   return key.ReadText(name, text) == ERROR_SUCCESS ? text : fallback;
 }
 
+DWORD MachineNumber(const std::wstring& path, const wchar_t* name, DWORD fallback) {
+  DWORD number = fallback;
+  DWORD bytes = sizeof(number);
+  ::RegGetValueW(HKEY_LOCAL_MACHINE, path.c_str(), name, RRF_RT_REG_DWORD, nullptr, &number, &bytes);
+  return number;
+}
+
 std::wstring LabText(const wchar_t* name, const wchar_t* fallback) { return MachineText(kLabKey, name, fallback); }
 
-DWORD LabNumber(const wchar_t* name, DWORD fallback) {
-  DWORD number = 0;
-  DWORD bytes = sizeof(number);
-  const LSTATUS status = ::RegGetValueW(HKEY_LOCAL_MACHINE, kLabKey, name, RRF_RT_REG_DWORD, nullptr, &number, &bytes);
-  return status == ERROR_SUCCESS ? number : fallback;
-}
+DWORD LabNumber(const wchar_t* name, DWORD fallback) { return MachineNumber(kLabKey, name, fallback); }
 
 }  // namespace lab

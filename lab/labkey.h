@@ -23,6 +23,9 @@ inline constexpr wchar_t kLabKey[] = L"SOFTWARE\\QvrnLab";
 /// A text value of any key below HKEY_LOCAL_MACHINE; `fallback` when it is absent.
 std::wstring MachineText(const std::wstring& path, const wchar_t* name, const wchar_t* fallback = L"");
 
+/// The same for a REG_DWORD.
+DWORD MachineNumber(const std::wstring& path, const wchar_t* name, DWORD fallback);
+
 /// A text setting; `fallback` when it is absent.
 std::wstring LabText(const wchar_t* name, const wchar_t* fallback);
 /// A number setting; `fallback` when it is absent or no REG_DWORD.

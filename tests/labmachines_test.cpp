@@ -38,6 +38,9 @@ class LabMachines : public ::testing::TestWithParam<Path> {
     RegistryKey root;
     root.Create(HKEY_CURRENT_USER, L"Software\\qvrn-machines-test", KEY_ALL_ACCESS);
     ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, root.Get());
+    // Two keys that every Windows has.
+    root.Create(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services", KEY_READ);
+    root.Create(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Enum\\ROOT", KEY_READ);
     Load(GetParam());
   }
   ~LabMachines() override {

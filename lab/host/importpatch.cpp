@@ -54,24 +54,17 @@ const Patch kProviderPatches[] = {
 /// Calls `visit` with the name of each import by name and the place of its address.
 template <typename Visit>
 void VisitImports(HMODULE module, Visit visit) {
-  const auto at = [module]<typename Type>(ULONGLONG offset, Type*& part) {
-    part = reinterpret_cast<Type*>(reinterpret_cast<BYTE*>(module) + offset);
-  };
-  const IMAGE_DOS_HEADER* dos = nullptr;
-  const IMAGE_NT_HEADERS* headers = nullptr;
-  at(0, dos);
-  at(static_cast<ULONGLONG>(dos->e_lfanew), headers);
+  const auto at = [module](ULONGLONG offset) -> void* { return reinterpret_cast<BYTE*>(module) + offset; };
+  const auto* const dos = static_cast<const IMAGE_DOS_HEADER*>(at(0));
+  const auto* const headers = static_cast<const IMAGE_NT_HEADERS*>(at(static_cast<ULONGLONG>(dos->e_lfanew)));
   const ULONGLONG imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
   if (imports == 0) return;
-  const IMAGE_IMPORT_DESCRIPTOR* from = nullptr;
-  for (at(imports, from); from->Name != 0 && from->OriginalFirstThunk != 0; ++from) {
-    const IMAGE_THUNK_DATA* name = nullptr;
-    IMAGE_THUNK_DATA* slot = nullptr;
-    at(from->FirstThunk, slot);
-    for (at(from->OriginalFirstThunk, name); name->u1.AddressOfData != 0; ++name, ++slot) {
+  for (auto* from = static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(at(imports)); from->OriginalFirstThunk != 0; ++from) {
+    auto* slot = static_cast<IMAGE_THUNK_DATA*>(at(from->FirstThunk));
+    auto* name = static_cast<const IMAGE_THUNK_DATA*>(at(from->OriginalFirstThunk));
+    for (; name->u1.AddressOfData != 0; ++name, ++slot) {
       if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      const IMAGE_IMPORT_BY_NAME* import = nullptr;
-      at(name->u1.AddressOfData, import);
+      const auto* const import = static_cast<const IMAGE_IMPORT_BY_NAME*>(at(name->u1.AddressOfData));
       visit(std::string_view(reinterpret_cast<const char*>(import->Name)), slot->u1.Function);
     }
   }

@@ -5,11 +5,13 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 #include "lab/host/clientcontext.h"
 #include "lab/journal.h"
 #include "lab/labkey.h"
+#include "lab/modulepath.h"
 #include "platform/boundedtext.h"
 #include "platform/comtext.h"
 #include "platform/hresult.h"
@@ -48,17 +50,13 @@ class CollectingSink final : public Unknown<IWbemObjectSink> {
     return HresultFromCurrentException();
   }
 
-  std::vector<HRESULT> Statuses() const {
+  std::pair<std::vector<HRESULT>, Reply::Objects> Take() {
     const std::lock_guard lock(m_mutex);
-    return m_statuses;
-  }
-  Reply::Objects TakeObjects() {
-    const std::lock_guard lock(m_mutex);
-    return std::exchange(m_objects, {});
+    return {std::move(m_statuses), std::move(m_objects)};
   }
 
  private:
-  mutable std::mutex m_mutex;
+  std::mutex m_mutex;
   Reply::Objects m_objects;
   std::vector<HRESULT> m_statuses;
 };
@@ -117,14 +115,6 @@ class ClientThread {
   IUnknown* m_previous = nullptr;
 };
 
-/// The module whose code stands behind an object.
-HMODULE ModuleOf(IUnknown* object) {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       *reinterpret_cast<const wchar_t* const*>(object), &module);
-  return module;
-}
-
 HRESULT InitializeProvider(IWbemProviderInit* provider) {
   const ComPtr<InitSink> sink = Make<InitSink>();
   wchar_t name[] = L"root\\cimv2";
@@ -139,7 +129,7 @@ HRESULT CreateProvider(const std::wstring& name, ProviderPointer& services) {
   ComPtr<IWbemProviderInit> provider;
   hr = ::CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&provider));
   if (FAILED(hr)) return hr;
-  if (const auto hook = TheHost().loadedHook.load()) hook(ModuleOf(provider.Get()));
+  if (const auto hook = TheHost().loadedHook.load()) hook(ModuleAt(*reinterpret_cast<void* const*>(provider.Get())));
   hr = InitializeProvider(provider.Get());
   return FAILED(hr) ? hr : provider.As(&services);
 }
@@ -199,8 +189,9 @@ Reply CallProvider(const std::wstring& name, const ProviderRequest& request) {
   ProviderCall call;
   RunAsClient(LabNumber(L"ImpersonationLevel", kDefaultLevel),
               [&] { call.result = request(provider.Get(), sink.Get()); });
-  call.statuses = sink->Statuses();
-  Reply reply(Outcome(call), sink->TakeObjects());
+  Reply::Objects objects;
+  std::tie(call.statuses, objects) = sink->Take();
+  Reply reply(Outcome(call), std::move(objects));
   const std::lock_guard lock(TheHost().mutex);
   TheHost().lastCall = std::move(call);
   return reply;

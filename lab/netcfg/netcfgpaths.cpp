@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lab/labkey.h"
 #include "platform/registrykey.h"
 
 namespace lab {
@@ -62,11 +63,7 @@ std::wstring PathToken(const BindingPath& path) {
 }
 
 bool IsPathEnabled(const BindingPath& path) {
-  DWORD state = 0;
-  DWORD bytes = sizeof(state);
-  const LSTATUS status = ::RegGetValueW(HKEY_LOCAL_MACHINE, LinkageKey(path).c_str(), PathToken(path).c_str(),
-                                        RRF_RT_REG_DWORD, nullptr, &state, &bytes);
-  return status == ERROR_SUCCESS ? state != 0 : IsEnabledAtFirst(path);
+  return MachineNumber(LinkageKey(path), PathToken(path).c_str(), IsEnabledAtFirst(path) ? 1 : 0) != 0;
 }
 
 LSTATUS EnablePath(const BindingPath& path, bool enable) {

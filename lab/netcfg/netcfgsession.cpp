@@ -53,7 +53,7 @@ void NetCfgSession::Note(const wchar_t* method, const std::vector<std::wstring>&
   }
   wchar_t result[qvrn::kTextChars];
   qvrn::FormatText(result, L" = 0x%lX", static_cast<unsigned long>(hr));
-  RecordIn(m_journal, kNetworkCall, text + result);
+  Record(kNetworkCall, text + result, &m_journal);
 }
 
 std::wstring NetCfgSession::Text(const GUID& guid) {
