@@ -18,8 +18,8 @@ extern void (*g_helpHook)(const wchar_t* topic);
 /// request and one thread.
 class CVlanDlg {
  public:
-  /// `instanceKeyPath` is relative to HKEY_LOCAL_MACHINE.
-  explicit CVlanDlg(const wchar_t* instanceKeyPath) noexcept;
+  /// `instanceKeyPath` is relative to HKEY_LOCAL_MACHINE. Throws std::bad_alloc.
+  explicit CVlanDlg(const wchar_t* instanceKeyPath);
   CVlanDlg(const CVlanDlg&) = delete;
   CVlanDlg& operator=(const CVlanDlg&) = delete;
   ~CVlanDlg();
