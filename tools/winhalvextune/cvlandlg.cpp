@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cwchar>
+#include <mutex>
 #include <new>
 #include <vector>
 
@@ -62,7 +63,12 @@ bool ReadRequired(const RegistryKey& key, const wchar_t* name, wchar_t (&field)[
   return false;
 }
 
+std::recursive_mutex g_changes;
+
 }  // namespace
+
+VlanChangeGate::VlanChangeGate() noexcept { g_changes.lock(); }
+VlanChangeGate::~VlanChangeGate() { g_changes.unlock(); }
 
 CVlanDlg::CVlanDlg(const wchar_t* instanceKeyPath) { CopyText(m_instanceKeyPath, instanceKeyPath); }
 
