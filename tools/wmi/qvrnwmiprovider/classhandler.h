@@ -1,5 +1,7 @@
 #pragma once
 
+#include <wrl/client.h>
+
 #include <atomic>
 
 #include "platform/unsupportedservices.h"
@@ -14,6 +16,14 @@ HRESULT FinishRequest(IWbemObjectSink* sink, HRESULT status) noexcept;
 /// For the catch-all of a handler's work: WBEM_E_OUT_OF_MEMORY for std::bad_alloc, WBEM_E_FAILED for anything else.
 HRESULT WbemResultFromCurrentException() noexcept;
 
+/// Lends a provider object's namespace to the handlers, which outlive every provider object. A lender's first namespace
+/// stays the one. Throws std::bad_alloc.
+void LendNamespace(const IWbemServices* lender, IWbemServices* wmiNamespace);
+/// Ends the loan, before the lender releases the namespace.
+void WithdrawNamespace(const IWbemServices* lender) noexcept;
+/// The namespace of the oldest lender that lives, with a reference for the length of a request; null without one.
+Microsoft::WRL::ComPtr<IWbemServices> BorrowNamespace() noexcept;
+
 /// Base of the handlers, one per WMI class: IWbemServices with the operations that the class supports. Each reports its
 /// own final status to the sink and returns it, but for refused arguments and where an operation says otherwise. A
 /// handler is a singleton of the process and starts with no reference; the provider keeps a plain pointer and never
@@ -27,25 +37,19 @@ class ClassHandler : public UnsupportedServices {
   ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
   ULONG STDMETHODCALLTYPE Release() noexcept override;
 
- protected:
-  explicit ClassHandler(IWbemServices* wmiNamespace) noexcept : m_namespace(wmiNamespace) {}
-
-  /// The namespace of the first initialisation, borrowed for the life of the process.
-  IWbemServices* const m_namespace;
-
  private:
   LiveObject m_liveObject;
   std::atomic<ULONG> m_references{0};
 };
 
-/// The process's one handler of a class, created with the namespace of the first call. Throws std::bad_alloc.
+/// The process's one handler of a class, created by the first call. Throws std::bad_alloc.
 template <typename Handler>
 class HandlerSingleton {
  public:
-  static ClassHandler* GetOrCreate(IWbemServices* wmiNamespace) {
+  static ClassHandler* GetOrCreate() {
     Handler* handler = s_handler.load();
     if (handler != nullptr) return handler;
-    auto* created = new Handler(wmiNamespace);
+    auto* created = new Handler;
     if (s_handler.compare_exchange_strong(handler, created)) return created;
     delete created;
     return handler;
