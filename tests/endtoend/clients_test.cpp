@@ -21,8 +21,8 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-/// Runs a command line through pipes: what it writes to both its streams, and its exit status below that unless it is 0.
-std::string Run(const std::wstring& line) {
+/// What a command line, run through pipes, writes to both its streams, and its exit status below that unless it is 0.
+std::string OutputOf(const std::wstring& line) {
   std::string text;
   std::FILE* const pipe = ::_wpopen((line + L" 2>&1").c_str(), L"rb");
   for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
@@ -32,9 +32,9 @@ std::string Run(const std::wstring& line) {
   const int status = ::_pclose(pipe);
   return status == 0 ? text : text + "exit " + std::to_string(status);
 }
-std::string Client(const std::wstring& arguments) { return Run(L"C:\\qvrn\\qvrnctl.exe " + arguments); }
+std::string Client(const std::wstring& arguments) { return OutputOf(L"C:\\qvrn\\qvrnctl.exe " + arguments); }
 std::string Script(const std::wstring& arguments) {
-  return Run(L"cscript //nologo C:\\qvrn\\examples\\vlans.js " + arguments);
+  return OutputOf(L"cscript //nologo C:\\qvrn\\examples\\vlans.js " + arguments);
 }
 /// Without the blanks that fill columns: one between words.
 std::string Words(const std::string& text) {
@@ -47,7 +47,7 @@ std::string Words(const std::string& text) {
 class InstalledLab : public ::testing::Test {
  protected:
   InstalledLab() {
-    EXPECT_EQ(Run(L"regedit /S C:\\qvrn\\machines\\vlans.reg"), "");
+    EXPECT_EQ(OutputOf(L"regedit /S C:\\qvrn\\machines\\vlans.reg"), "");
     ::DeleteFileW(L"C:\\qvrn-journal.txt");
   }
 };
@@ -55,20 +55,20 @@ class InstalledLab : public ::testing::Test {
 TEST_F(InstalledLab, EveryClientSeesTheSame) {
   EXPECT_THAT(Client(L"vlan add 12 --id 7 --name Late"), HasSubstr("created 12/7 \"Late\" {"));
   EXPECT_THAT(Client(L"vlan remove Backup*"), HasSubstr("VLAN \"Backup*\" is not there"));
-  EXPECT_EQ(Words(Run(L"wmic path QvrnEN_VLAN get VLANName,VLANNumber,ParentDeviceID")),
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_VLAN get VLANName,VLANNumber,ParentDeviceID")),
             "ParentDeviceID VLANName VLANNumber 7 Office 10 7 Voice 20 12 Backup Network 300 12 Late 7 ");
   EXPECT_THAT(Script(L"list"), AllOf(StartsWith("adapter 7, VLAN 10, priority 0: Office {"),
                                      HasSubstr("adapter 12, VLAN 7, priority 0: Late {"), EndsWith("}\ndone\n")));
   EXPECT_THAT(Script(L"get {58E4C3A0-1D97-4A6B-8C02-E7B1946D3F22}"), HasSubstr("VLAN 20, priority 5: Voice {"));
   EXPECT_EQ(Script(L"save C:\\qvrn-a.xml"), "C:\\qvrn-a.xml is written\ndone\n");
   EXPECT_THAT(Client(L"save C:\\qvrn-b.xml"), EndsWith("4 VLANs saved in C:\\qvrn-b.xml\n"));
-  EXPECT_EQ(Run(L"fc C:\\qvrn-a.xml C:\\qvrn-b.xml >nul"), "");
+  EXPECT_EQ(OutputOf(L"fc C:\\qvrn-a.xml C:\\qvrn-b.xml >nul"), "");
   EXPECT_THAT(Client(L"vlan remove Voice 12/300 12/7 Office"), Not(HasSubstr("exit")));
   EXPECT_THAT(Script(L"list"), StartsWith("done"));
   EXPECT_THAT(Script(L"restore C:\\qvrn-b.xml"),
               AllOf(HasSubstr("VLAN 300, priority 1: Backup Network {"), EndsWith("done\n")));
   EXPECT_THAT(Client(L"restore C:\\qvrn-a.xml --yes"), HasSubstr("created again 12/7 \"Late\" {"));
-  EXPECT_EQ(Words(Run(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize")),
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize")),
             "MaxFrameSize SettingID 1514 7 9014 12 ");
   for (const wchar_t* file : {L"C:\\qvrn-a.xml", L"C:\\qvrn-b.xml"}) ::DeleteFileW(file);
 }
@@ -89,14 +89,14 @@ TEST_F(InstalledLab, WhatTheProviderReportsIsInTheJournal) {
   qvrn::RegistryKey broken;
   broken.Create(HKEY_LOCAL_MACHINE, (key + L"\\Ndi\\config\\Broken").c_str(), KEY_WRITE);
   broken.WriteText(L"type", L"int");
-  EXPECT_EQ(Words(Run(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID 2>nul")), "SettingID 7 ");
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID 2>nul")), "SettingID 7 ");
   std::ifstream journal("C:\\qvrn-journal.txt");
   EXPECT_THAT(std::string(std::istreambuf_iterator<char>(journal), {}), HasSubstr("assertion\t0, file cadvanceddlg"));
   EXPECT_THAT(Client(L"get 12"), EndsWith("adapter \"12\": WBEM_E_FAILED (0x80041001)\nexit 1"));
 }
 
 TEST_F(InstalledLab, RegistrationNamesTheDll) {
-  EXPECT_EQ(Words(Run(L"reg query HKLM\\Software\\Classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7} /s")), "");
+  EXPECT_EQ(Words(OutputOf(L"reg query HKLM\\Software\\Classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7} /s")), "");
 }
 
 // The module is idle until a provider has been initialised; from then on the handlers keep it in use.

@@ -71,11 +71,12 @@ class Redirection {
   Redirection& operator=(const Redirection&) = delete;
   ~Redirection() { ::SetStdHandle(m_stream, m_before); }
 
-  /// Notes what was written, each line with `mark` before it; an empty line is a tilde.
-  void NoteLines(const std::string& mark) const {
+  /// Notes what was written, each line with `mark` before it; an empty line is a tilde. Gives whether there was any.
+  bool NoteLines(const std::string& mark) const {
     std::ifstream file(Utf8(m_path), std::ios::binary);
     std::istringstream text(std::string(std::istreambuf_iterator<char>(file), {}));
     for (std::string line; std::getline(text, line);) Note("client", "", mark + (line.empty() ? "~" : line));
+    return !text.str().empty();
   }
 
  private:
@@ -242,8 +243,8 @@ void Interpreter::InstallDriver(Words& words) {
   NoteResult(hr);
 }
 
-// qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, and "exit N" unless
-// it is 0.
+// qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, or "!N " where it
+// ended with N; "exit N" where a failure says nothing.
 void Interpreter::RunClient(Words& words) {
   const RequestEnd end;
   const RegistryWatch watch(Machine(), m_shown.contains("registry"));
@@ -260,10 +261,10 @@ void Interpreter::RunClient(Words& words) {
       const Observation observed(true);
       status = qvrn::RunClient(arguments);
     }
-    error.NoteLines("! ");
+    const bool hasSpoken = error.NoteLines("!" + (status == 0 ? "" : std::to_string(status)) + " ");
     out.NoteLines("");
+    if (status != 0 && !hasSpoken) Note("client", "", "exit " + std::to_string(status));
   }
-  if (status != 0) Note("client", "", "exit " + std::to_string(status));
 }
 
 }  // namespace scenario
