@@ -68,8 +68,8 @@ TEST_F(InstalledLab, EveryClientSeesTheSame) {
   EXPECT_THAT(Script(L"restore C:\\qvrn-b.xml"),
               AllOf(HasSubstr("VLAN 300, priority 1: Backup Network {"), EndsWith("done\n")));
   EXPECT_THAT(Client(L"restore C:\\qvrn-a.xml --yes"), HasSubstr("created again 12/7 \"Late\" {"));
-  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID,MaxFrameSize")),
-            "MaxFrameSize SettingID 1514 7 9014 12 ");
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get MaxFrameSize")),
+            "MaxFrameSize 1514 9014 ");
   for (const wchar_t* file : {L"C:\\qvrn-a.xml", L"C:\\qvrn-b.xml"}) ::DeleteFileW(file);
 }
 
@@ -96,7 +96,10 @@ TEST_F(InstalledLab, WhatTheProviderReportsIsInTheJournal) {
 }
 
 TEST_F(InstalledLab, RegistrationNamesTheDll) {
-  EXPECT_EQ(Words(OutputOf(L"reg query HKLM\\Software\\Classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7} /s")), "");
+  EXPECT_THAT(
+      Words(OutputOf(L"reg query HKLM\\Software\\Classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7} /s")),
+      AllOf(HasSubstr("(Default) REG_SZ WMI Quorvane Ethernet Provider "),
+            HasSubstr("InprocServer32 (Default) REG_SZ C:\\qvrn\\qvrnwmiprovider.dll ThreadingModel REG_SZ Both ")));
 }
 
 // The module is idle until a provider has been initialised; from then on the handlers keep it in use.
