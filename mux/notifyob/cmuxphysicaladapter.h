@@ -33,9 +33,9 @@ class CMuxPhysicalAdapter {
   /// Leaves `teamGuid` alone without a team.
   void GetTeamGuid(GUID* teamGuid) const noexcept;
 
-  /// Takes a miniport out of the list (the newest entry for null, which nothing here passes) and uninstalls it. 0x80070490 when there is no such
-  /// miniport; 0x80070008, with the miniport still installed, when memory is short; otherwise the result of its
-  /// DeInstall.
+  /// Takes a miniport out of the list (the newest entry for null, which nothing here passes) and uninstalls it.
+  /// 0x80070490 when there is no such miniport; 0x80070008, with the miniport still installed, when memory is short;
+  /// otherwise the result of its DeInstall.
   HRESULT RemoveMiniport(const GUID* miniportGuid) noexcept;
 
   /// Records added and removed miniports in the adapter's UpperBindings; ActionRemove, which nothing here

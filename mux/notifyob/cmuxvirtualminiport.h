@@ -64,7 +64,8 @@ class CMuxVirtualMiniport {
 /// opens its parameter key.
 HRESULT NameAndOpen(INetCfgComponent* component, const wchar_t* prefix, const wchar_t* name, HKEY* key) noexcept;
 
-/// Traced when a parameter key cannot be opened, by readers and writers alike (kept for those who search traces for it).
+/// Traced when a parameter key cannot be opened, by readers and writers alike (kept for those who search traces for
+/// it).
 inline constexpr wchar_t kParamKeyFailure[] = L"   Failed to Open Param Key, InsertRegistryParams\n";
 
 }  // namespace qvrn

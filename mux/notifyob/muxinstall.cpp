@@ -33,7 +33,8 @@ constexpr HRESULT kRebootNeeded = 0x0004A020;  // NETCFG_S_REBOOT
 constexpr const GUID* kClasses[] = {&GUID_DEVCLASS_NETCLIENT, &GUID_DEVCLASS_NETSERVICE, &GUID_DEVCLASS_NETTRANS,
                                     &GUID_DEVCLASS_NET};
 
-// Kept for those who compare what is printed: two messages print wide text as if it were narrow, so its first character.
+// Kept for those who compare what is printed: two messages print wide text as if it were narrow, which shows its first
+// character.
 const char* AsNarrow(const wchar_t* text) noexcept { return reinterpret_cast<const char*>(text); }
 
 // Directory and file name in one buffer that has room for the longer of the two names.

@@ -11,8 +11,8 @@ namespace qvrn {
 /// the driver store. `classIndex` is 0 for clients, 1 for services, 2 for transports, 3 for adapters. S_OK; 0x80070057
 /// without a directory or for a class index above 3; the setup API's error for an INF file that cannot be read;
 /// NETCFG_E_NO_WRITE_LOCK 0x8004A024; or the failure of the installation. Nothing is rolled back. Prints what it does.
-/// On a thread of the multithreaded apartment COM is uninitialised once more than it was initialised (kept for hosts that
-/// count on it; others protect their apartment).
+/// On a thread of the multithreaded apartment COM is uninitialised once more than it was initialised (kept for hosts,
+/// which protect their apartment).
 HRESULT InstallMuxDriver(const wchar_t* infDirectory, DWORD classIndex) noexcept;
 
 /// Installs a component unless the network configuration has it already.

@@ -140,8 +140,8 @@ class VlanChange {
       PrintMessage("Cannot add VLAN. Error in VLAN parameters\n");
       return E_FAIL;
     }
-    // Kept for those who compare traces, in which its end would show: nobody deletes the new miniport, whatever becomes of
-    // it. It holds a reference on the network configuration.
+    // Kept for those who compare traces, in which its end would show: nobody deletes the new miniport, whatever becomes
+    // of it. It holds a reference on the network configuration.
     auto* miniport = new (std::nothrow) CMuxVlanMiniport(m_netCfg, nullptr, texts);
     if (miniport == nullptr) {
       PrintMessage("new CMuxVirtualMiniport failed\n");

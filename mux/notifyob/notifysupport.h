@@ -43,9 +43,10 @@ bool FetchNext(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element)
 HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept;
 
 /// Reads a value of the component's parameter key into a buffer of 4096 bytes; larger values are refused although
-/// larger ones can be written (kept for machines whose backup is larger: it stays unread there). Results: S_OK with the size read; the failure of OpenParamKey; E_INVALIDARG for
-/// an absent value; E_ABORT for an empty or unreadable one; E_OUTOFMEMORY for a too large one. On failure `*sizeBytes`
-/// is 0 and the first four bytes of the buffer are zero.
+/// larger ones can be written (kept for machines with a larger backup, whose bindings have always stayed as they are).
+/// Results: S_OK with the size read; the failure of OpenParamKey; E_INVALIDARG for an absent value; E_ABORT for an
+/// empty or unreadable one; E_OUTOFMEMORY for a too large one. On failure `*sizeBytes` is 0 and the first four bytes of
+/// the buffer are zero.
 HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
                            DWORD* sizeBytes) noexcept;
 
@@ -60,8 +61,8 @@ LONG DeleteRegistryParams(INetCfgComponent* component, const wchar_t* valueName)
 LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept;
 
 /// Takes `entry` (without regard to case) out of UpperBindings of an open key. The stored size shrinks by the entry's
-/// length plus one character whether or not it was there (kept for the driver, which has always read values like that); nothing left deletes
-/// the value. A Win32 code; ERROR_FILE_NOT_FOUND when there is no value.
+/// length plus one character whether or not it was there (kept for the driver, which has always read values like that);
+/// nothing left deletes the value. A Win32 code; ERROR_FILE_NOT_FOUND when there is no value.
 LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept;
 
 /// "\Device\" and the GUID text; null when memory is short.

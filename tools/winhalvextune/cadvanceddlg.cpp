@@ -258,7 +258,8 @@ std::unique_ptr<CParameter> CAdvancedDlg::BuildReceiveRings(Descriptor& descript
   return std::make_unique<CEnumParameter>(std::move(descriptor.labels), RingEntries(m_processors), text, defaultText);
 }
 
-// Free text has no default, so its reading is an assertion each time (kept for developers of drivers, who are to see it).
+// Free text has no default, so its reading is an assertion each time (kept for developers of drivers, who are to see
+// it).
 std::unique_ptr<CParameter> CAdvancedDlg::BuildText(Descriptor& descriptor) {
   const LSTATUS status = descriptor.instanceKey.Open(KEY_READ);
   if (status != ERROR_SUCCESS) {

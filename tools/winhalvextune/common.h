@@ -57,8 +57,8 @@ void ShowSystemError(Message id, DWORD code) noexcept;
 /// Shows "0x" and the code in upper-case hexadecimal as the template's insert.
 void ShowHexError(Message id, DWORD code) noexcept;
 
-/// Shows a system error as ShowSystemError, then reports the assertion `expression` of source `file`. Always false, which
-/// is what most of those that fail so return.
+/// Shows a system error as ShowSystemError does, then reports the assertion `expression` of source `file`. Always
+/// false, which is what most of those that fail so return.
 bool FailWithSystemError(Message id, LSTATUS code, const char* file, const char* expression = "0",
                          unsigned line = __builtin_LINE()) noexcept;
 

@@ -51,8 +51,8 @@ class CVlanEntry {
   RegistryKey m_vlanRegKey;
 };
 
-/// The list; every new entry goes to the head. Texts are compared exactly, character by character. Accessors by instance id
-/// or index give null where there is no entry.
+/// The list; every new entry goes to the head. Texts are compared exactly, character by character. Accessors by
+/// instance id or index give null where there is no entry.
 class CVlanList {
  public:
   /// Loads an entry from the registry. False, with the list unchanged, when there is none to load.
@@ -72,7 +72,8 @@ class CVlanList {
   bool IsNameTaken(const wchar_t* name, const wchar_t* excludedInstanceId) const noexcept;
   bool IsNumberTaken(const wchar_t* number, const wchar_t* excludedInstanceId) const noexcept;
 
-  /// An index above the count, or any on an empty list, is an assertion; the count itself is not (kept for walks that stop at the first null).
+  /// An index above the count, or any on an empty list, is an assertion; the count itself is not (kept for walks that
+  /// stop at the first null).
   const wchar_t* InstanceIdAt(DWORD index) const noexcept;
   const wchar_t* NumberAt(DWORD index) const noexcept;
   const wchar_t* NameAt(DWORD index) const noexcept;

@@ -141,8 +141,7 @@ HRESULT TakeValue(IWbemClassObject* instance, CParameter& parameter, const wchar
 }
 
 // Writes an instance back. 0 when the model was applied, and also when there is no model for the adapter (kept
-// for clients that put without looking).
-// Nothing is written before every property has been looked at.
+// for clients that put without looking). Nothing is written before every property has been looked at.
 HRESULT ApplyConfigurationInstance(IWbemClassObject* instance) noexcept try {
   Variant settingId;
   HRESULT hr = instance->Get(kSettingId, 0, settingId.Put(), nullptr, nullptr);

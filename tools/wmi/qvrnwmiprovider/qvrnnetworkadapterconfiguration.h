@@ -16,8 +16,8 @@ class QvrnNetworkAdapterConfiguration final : public ClassHandler {
                                                     IWbemObjectSink* sink) noexcept override;
   HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR path, LONG flags, IWbemContext* context,
                                            IWbemObjectSink* sink) noexcept override;
-  /// A put that was applied is reported as WBEM_E_NOT_FOUND, one that failed as S_OK (kept for clients in the field, which
-  /// expect it and read back).
+  /// A put that was applied is reported as WBEM_E_NOT_FOUND, one that failed as S_OK (kept for clients in the field,
+  /// which expect it and read back).
   HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject* instance, LONG flags, IWbemContext* context,
                                              IWbemObjectSink* sink) noexcept override;
 

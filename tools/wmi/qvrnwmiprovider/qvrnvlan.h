@@ -29,8 +29,8 @@ class QvrnVlan final : public ClassHandler {
   /// Leaves the final status to the provider.
   HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR path, LONG flags, IWbemContext* context,
                                                 IWbemObjectSink* sink) noexcept override;
-  /// SaveVlanConfiguration and RestoreVlanConfiguration. Their return value never reaches the client
-  /// (kept for clients, which look at the file or list the VLANs).
+  /// SaveVlanConfiguration and RestoreVlanConfiguration. Their return value never reaches the client (kept
+  /// for clients, which look at the file or list the VLANs).
   HRESULT STDMETHODCALLTYPE ExecMethodAsync(const BSTR path, const BSTR method, LONG flags, IWbemContext* context,
                                             IWbemClassObject* inParameters, IWbemObjectSink* sink) noexcept override;
 

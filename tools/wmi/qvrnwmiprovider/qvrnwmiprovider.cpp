@@ -17,8 +17,8 @@ namespace qvrn {
 /// How the routed methods differ in what a client may do and what is done for it.
 struct RequestRules {
   /// Every level below Impersonate is refused, after going back to the process's identity. Otherwise Identify alone is
-  /// refused, and the identity stays (kept for clients at Anonymous level, which read and
-  /// change, but do not enumerate).
+  /// refused, and the identity stays (kept for clients at Anonymous level, which read and change, but do not
+  /// enumerate).
   bool needsImpersonation;
   /// The token's privileges are enabled for the length of the handler's work.
   bool raisesPrivileges;
@@ -118,8 +118,7 @@ HRESULT QvrnWmiProvider::Initialize(LPWSTR, LONG, LPWSTR, LPWSTR, IWbemServices*
   }
   LendNamespace(this, wmiNamespace);
   // Kept for the handlers, which still use the first one: a second initialisation replaces the namespace without
-  // releasing what it replaces.
-  // What is stored makes the object usable, so it comes last.
+  // releasing what it replaces. What is stored makes the object usable, so it comes last.
   wmiNamespace->AddRef();
   m_namespace = wmiNamespace;
   initSink->SetStatus(WBEM_S_INITIALIZED, 0);

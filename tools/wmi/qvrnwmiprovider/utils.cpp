@@ -64,7 +64,8 @@ HRESULT ReadDeviceNodeId(INetCfg* netCfg, const GUID& instanceGuid, wchar_t* buf
 }
 
 // Whether one of the strings holds the instance id, by a scan that steps one character beyond each terminator: from the
-// second string on, the first character goes unseen (kept for callers: the device prefix of every stored entry takes the loss).
+// second string on, the first character goes unseen (kept for clients of machines with such values; of a stored entry
+// it is the device prefix that takes the loss).
 bool HoldsInstanceId(const std::vector<wchar_t>& strings, std::size_t chars, const wchar_t* instanceId) noexcept {
   for (std::size_t position = 0; position < chars; position += std::wcslen(strings.data() + position) + 2) {
     if (std::wcsstr(strings.data() + position, instanceId) != nullptr) return true;
