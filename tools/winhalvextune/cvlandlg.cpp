@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cwchar>
-#include <mutex>
 #include <new>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "mux/notifyob/notifylock.h"
 #include "platform/assertion.h"
 #include "platform/hresult.h"
+#include "platform/lock.h"
 #include "tools/winhalvextune/common.h"
 #include "tools/winhalvextune/cvlankeysearch.h"
 #include "tools/winhalvextune/registrypaths.h"
@@ -61,7 +61,7 @@ bool ReadRequired(const RegistryKey& key, const wchar_t* name, wchar_t (&field)[
   return false;
 }
 
-std::recursive_mutex g_changes;
+Lock g_changes;
 
 }  // namespace
 
