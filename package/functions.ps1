@@ -60,8 +60,7 @@ function Register-Report {
     if (-not (Test-Path -LiteralPath $ProductKey)) { New-Item -Path $ProductKey | Out-Null }
     New-ItemProperty -LiteralPath $ProductKey -Name Assertions -Value log -Force | Out-Null
     if (-not (Test-Path -LiteralPath $EventKey)) { New-Item -Path $EventKey | Out-Null }
-    New-ItemProperty -LiteralPath $EventKey -Name EventMessageFile -Value $Library -PropertyType ExpandString -Force |
-        Out-Null
+    New-ItemProperty -LiteralPath $EventKey -Name EventMessageFile -Value $Library -Force | Out-Null
     New-ItemProperty -LiteralPath $EventKey -Name TypesSupported -Value 7 -PropertyType DWord -Force | Out-Null
 }
 

@@ -79,7 +79,7 @@ same 'installed files' "$(printf '%s\n' qvrnctl.exe qvrnwmiprovider{-uninstall.m
   "$(ls "$drive/Program Files/Quorvane/WMI")"
 by_installer=$(registration)
 same reports "Assertions REG_SZ log
-EventMessageFile REG_EXPAND_SZ $folder\\qvrnwmiprovider.dll
+EventMessageFile REG_SZ $folder\\qvrnwmiprovider.dll
 TypesSupported REG_DWORD 0x7" "$(reports)"
 wine regsvr32 /u /s "$folder\\qvrnwmiprovider.dll"
 ! registration >/dev/null || fail 'the DLL did not take its registration away'
