@@ -181,11 +181,11 @@ TEST_F(ConfigurationTest, PassesPathAndContextOn) {
               ElementsAre(L"GetObject(\\\\HOST\\root\\cimv2:QvrnEN_NetworkAdapterConfiguration, 0, context)"));
 }
 
-TEST_F(ConfigurationTest, AnAdapterWithoutADeviceNodeHasNoModel) {
+TEST_F(ConfigurationTest, AnAdapterWithoutADeviceNodeIsServed) {
   m_machine.AddUsualAdapter(7);
   const ComPtr<IWbemClassObject> instance = Instance();
   m_machine.FailCall(L"INetCfgComponent::GetPnpDevNodeId", E_FAIL, 2);
-  EXPECT_EQ(m_provider.Get(PathOf(L"\"7\"").c_str()).Text(), "0x80041001, sink 0x80041001 0x80041001");
+  EXPECT_EQ(m_provider.Get(PathOf(L"\"7\"").c_str()).Text(), "0x00000000, sink 0x00000000 0x00000000");
   EXPECT_EQ(m_provider.Put(instance.Get()).Text(), kApplied);
 }
 

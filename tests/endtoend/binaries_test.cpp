@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/assertion.h"
+
 namespace {
 
 using ::testing::ElementsAreArray;
@@ -123,6 +125,18 @@ TEST(Binaries, ExportNamesWithoutDecorationAndImportThePlatformAlone) {
     EXPECT_THAT(image.Imports(), ::testing::IsSupersetOf({"kernel32.dll", "msvcrt.dll"}));
     EXPECT_THAT(image.Imports(), ::testing::Each(::testing::AnyOfArray(kPlatform)));
   }
+}
+
+TEST(Binaries, HoldTheTextOfTheEventOfAFailedCheck) {
+  const HMODULE module = ::LoadLibraryExW(PathOf(L"qvrnwmiprovider.dll").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  const wchar_t* inserts[] = {L"bRet == true", L"common", L"7"};
+  wchar_t text[256] = {};
+  ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, qvrn::kAssertionEvent, 0, text,
+                   256, reinterpret_cast<va_list*>(inserts));
+  EXPECT_STREQ(text,
+               L"A check of the WMI Quorvane Ethernet Provider has failed; the request went on. Expression: bRet == "
+               L"true. Source: common, line 7.\r\n");
+  ::FreeLibrary(module);
 }
 
 TEST(Binaries, LoadAtAnyAddressAndRunNoData) {
