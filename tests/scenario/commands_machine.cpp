@@ -171,7 +171,7 @@ void Interpreter::SetLinks(Words& words) {
   }
 }
 
-// host messages | visible | os2008 | processors N: what a host of the code may set, or the platform may be.
+// host messages | visible | os2008 | processors N | console TYPED: what a host of the code may set, or the platform may be.
 void Interpreter::SetHost(Words& words) {
   if (words.Accept("messages")) {
     qvrn::g_hResourceModule = ::GetModuleHandleW(nullptr);
@@ -181,6 +181,8 @@ void Interpreter::SetHost(Words& words) {
     qvrn::p_bIsOs2008 = true;
   } else if (words.Accept("processors")) {
     ThePlatform().processors = words.TakeNumber();
+  } else if (words.Accept("console")) {
+    ThePlatform().typed = Wide(words.Take());
   } else {
     throw std::runtime_error("unknown: host " + words.TakeRest());
   }

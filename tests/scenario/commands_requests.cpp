@@ -55,13 +55,16 @@ class RegistryWatch {
 
 void NoteResult(HRESULT hr) { Note("result", "", "result " + Hex(static_cast<std::uint32_t>(hr))); }
 
-/// One of the program's standard handles, into a file while it lives.
+/// One of the program's standard handles, into a file while it lives. The platform's own processes that are started
+/// meanwhile inherit it and keep the file open, so each time it is another one.
 class Redirection {
  public:
-  Redirection(DWORD stream, const std::wstring& path)
-      : m_stream(stream), m_path(path), m_before(::GetStdHandle(stream)) {
-    m_file = qvrn::FileHandle(
-        ::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr));
+  explicit Redirection(DWORD stream) : m_stream(stream), m_before(::GetStdHandle(stream)) {
+    static int number = 0;
+    m_path = Sandbox::Folder() + L"stream" + std::to_wstring(++number);
+    m_file = qvrn::FileHandle(::CreateFileW(m_path.c_str(), GENERIC_WRITE,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                            CREATE_ALWAYS, 0, nullptr));
     ::SetStdHandle(stream, m_file.Get());
   }
   Redirection(const Redirection&) = delete;
@@ -251,8 +254,8 @@ void Interpreter::RunClient(Words& words) {
   ::LocalFree(split);
   int status = 0;
   {
-    const Redirection out(STD_OUTPUT_HANDLE, Sandbox::Folder() + L"out");
-    const Redirection error(STD_ERROR_HANDLE, Sandbox::Folder() + L"error");
+    const Redirection out(STD_OUTPUT_HANDLE);
+    const Redirection error(STD_ERROR_HANDLE);
     {
       const Observation observed(true);
       status = qvrn::RunClient(arguments);
