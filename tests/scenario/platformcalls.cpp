@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <set>
 #include <type_traits>
 
 #include "tests/scenario/comproxy.h"
@@ -33,6 +34,15 @@ void Append(std::string& list, const std::string& argument) { list += (list.empt
 
 void Describe(std::string& list, const wchar_t* text) { Append(list, Quoted(text)); }
 void Describe(std::string& list, REFGUID guid) { Append(list, GuidName(guid)); }
+// The attributes that occur.
+void Describe(std::string& list, TOKEN_PRIVILEGES* privileges) {
+  if (privileges == nullptr) return;
+  std::set<DWORD> attributes;
+  for (DWORD i = 0; i < privileges->PrivilegeCount; ++i) attributes.insert(privileges->Privileges[i].Attributes);
+  std::string text;
+  for (const DWORD attribute : attributes) text += (text.empty() ? "" : " ") + Hex(attribute);
+  Append(list, text);
+}
 // A size that the call may change: what it is before.
 void Describe(std::string& list, DWORD* number) {
   if (number != nullptr) Append(list, std::to_string(*number));
@@ -128,6 +138,7 @@ void WINAPI Pause(DWORD milliseconds) {
 }
 
 int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) {
+  const Observation unobserved(false);
   Note("box", "", Quoted(caption) + " " + Quoted(text) + " " + Hex(style) + (owner == nullptr ? "" : " with an owner"));
   return IDOK;
 }
@@ -135,6 +146,11 @@ int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT
 BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*) {
   static_cast<USEROBJECTFLAGS*>(information)->dwFlags = ThePlatform().windowStationVisible ? WSF_VISIBLE : 0;
   return TRUE;
+}
+
+// There is one where there is somebody to see it.
+HWND WINAPI AnswerForegroundWindow() {
+  return ThePlatform().windowStationVisible ? reinterpret_cast<HWND>(0x5A) : nullptr;
 }
 
 void WINAPI AnswerSystemInfo(SYSTEM_INFO* information) {
@@ -256,12 +272,12 @@ OBSERVE("memory", SysAllocString, "oleaut32")
 OBSERVE("memory", SysAllocStringLen, "oleaut32")
 OBSERVE("name", GetComputerNameW, "kernel32")
 OBSERVE("message", FormatMessageW, "kernel32")
-OBSERVE("message", GetForegroundWindow, "user32")
 decltype(&::CoCreateInstance) __imp_CoCreateInstance = scenario::CreateInstance;
 decltype(&::OutputDebugStringW) __imp_OutputDebugStringW = scenario::WriteTrace;
 decltype(&::Sleep) __imp_Sleep = scenario::Pause;
 decltype(&::MessageBoxW) __imp_MessageBoxW = scenario::ShowBox;
 decltype(&::GetUserObjectInformationW) __imp_GetUserObjectInformationW = scenario::AnswerUserObject;
+decltype(&::GetForegroundWindow) __imp_GetForegroundWindow = scenario::AnswerForegroundWindow;
 decltype(&::GetSystemInfo) __imp_GetSystemInfo = scenario::AnswerSystemInfo;
 decltype(&::SetupDiSetClassInstallParamsW) __imp_SetupDiSetClassInstallParamsW = scenario::AcceptClassInstallParams;
 
