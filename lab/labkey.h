@@ -1,4 +1,4 @@
-// The lab's settings and records: HKEY_LOCAL_MACHINE\SOFTWARE\QvrnLab. They belong to a machine, so they live in its
+// The lab's settings: HKEY_LOCAL_MACHINE\SOFTWARE\QvrnLab. They belong to a machine, so they live in its
 // registry, where every process of the lab, a .reg file and a test with a redirected HKEY_LOCAL_MACHINE find them.
 //
 //   Journal             REG_SZ     file that Record appends to; default "C:\qvrn-journal.txt"
@@ -9,8 +9,7 @@
 //   Failures\           one REG_SZ per call, e.g. "INetCfg::Apply" = "0x80004005 1": the HRESULT and how many of the next
 //                       calls fail with it; optionally a third number: how many calls succeed first. The name "*" counts
 //                       every call that the journal shows, so "0x80004005 1 N" fails the one after the next N. A
-//                       session looks at the names once, when its INetCfg is made.
-//   Restarts\           one REG_SZ per device restart, "0001" and so on: "TIME DEVICE-ID"
+//                       session looks once whether there are any, when its INetCfg is made.
 #pragma once
 
 #include <string>
@@ -20,6 +19,12 @@
 namespace lab {
 
 inline constexpr wchar_t kLabKey[] = L"SOFTWARE\\QvrnLab";
+
+/// A text value of any key below HKEY_LOCAL_MACHINE; `fallback` when it is absent.
+std::wstring MachineText(const std::wstring& path, const wchar_t* name, const wchar_t* fallback = L"");
+
+/// The same for a REG_DWORD.
+DWORD MachineNumber(const std::wstring& path, const wchar_t* name, DWORD fallback);
 
 /// A text setting; `fallback` when it is absent.
 std::wstring LabText(const wchar_t* name, const wchar_t* fallback);

@@ -4,12 +4,16 @@
 
 namespace lab {
 
-std::wstring ModulePath() {
+HMODULE ModuleAt(const void* address) noexcept {
   HMODULE module = nullptr;
-  wchar_t path[qvrn::kPathChars] = {};
   ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<const wchar_t*>(&ModulePath), &module);
-  ::GetModuleFileNameW(module, path, qvrn::kPathChars);
+                       static_cast<const wchar_t*>(address), &module);
+  return module;
+}
+
+std::wstring ModulePath() {
+  wchar_t path[qvrn::kPathChars] = {};
+  ::GetModuleFileNameW(ModuleAt(reinterpret_cast<const void*>(&ModulePath)), path, qvrn::kPathChars);
   return path;
 }
 

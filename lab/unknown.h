@@ -16,10 +16,6 @@ namespace lab {
 template <typename First, typename... Rest>
 class Unknown : public First, public Rest... {
  public:
-  Unknown() noexcept = default;
-  Unknown(const Unknown&) = delete;
-  Unknown& operator=(const Unknown&) = delete;
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
@@ -61,8 +57,6 @@ Microsoft::WRL::ComPtr<Object> Make(Arguments&&... arguments) {
 template <typename Kind>
 class Counted {
  public:
-  Counted(const Counted&) = delete;
-  Counted& operator=(const Counted&) = delete;
   /// Objects that are alive in the process.
   static long Live() noexcept { return s_live; }
 

@@ -7,6 +7,9 @@
 namespace qvrn {
 namespace {
 
+// A value that outgrows its room as often as this is written faster than it can be read.
+constexpr int kMostReadings = 10;
+
 // The longest text that anything here reads (520 bytes) with room for a terminator that the data may lack.
 using ReadBuffer = wchar_t[kPathChars + 1];
 
@@ -81,14 +84,10 @@ LSTATUS RegistryKey::ReadMultiString(const wchar_t* name, std::vector<wchar_t>& 
   return status == ERROR_SUCCESS ? ReadMultiString(name, bytes, text, chars) : status;
 }
 
-LSTATUS RegistryKey::ReadMultiString(const wchar_t* name, DWORD bytes, std::vector<wchar_t>& text,
+LSTATUS RegistryKey::ReadMultiString(const wchar_t* name, DWORD& bytes, std::vector<wchar_t>& text,
                                      std::size_t& chars) const {
-  chars = 0;
-  text.assign(bytes / sizeof(wchar_t) + 3, L'\0');
-  const LSTATUS status =
-      ::RegQueryValueExW(m_key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(text.data()), &bytes);
-  if (status != ERROR_SUCCESS) return status;
-  chars = bytes / sizeof(wchar_t);
+  const LSTATUS status = ReadWholeValue(m_key, name, bytes, text);
+  chars = status == ERROR_SUCCESS ? bytes / sizeof(wchar_t) : 0;
   std::fill(text.begin() + static_cast<std::ptrdiff_t>(chars), text.end(), L'\0');
   return status;
 }
@@ -102,5 +101,15 @@ LSTATUS RegistryKey::WriteBytes(const wchar_t* name, DWORD type, const void* dat
 }
 
 LSTATUS RegistryKey::DeleteValue(const wchar_t* name) const noexcept { return ::RegDeleteValueW(m_key, name); }
+
+LSTATUS ReadWholeValue(HKEY key, const wchar_t* name, DWORD& bytes, std::vector<wchar_t>& data) {
+  LSTATUS status = ERROR_MORE_DATA;
+  for (int reading = 0; reading < kMostReadings && status == ERROR_MORE_DATA; ++reading) {
+    bytes *= 2;
+    data.assign(bytes / sizeof(wchar_t) + 3, L'\0');
+    status = ::RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(data.data()), &bytes);
+  }
+  return status;
+}
 
 }  // namespace qvrn

@@ -63,11 +63,12 @@ class RegistryKey {
 
   /// Size of a value's data (RegQueryValueExW).
   LSTATUS ValueBytes(const wchar_t* name, DWORD& bytes) const noexcept;
-  /// Reads a multi-string as characters, whatever its stored type: an odd last byte is left out and two terminators are
-  /// appended, so that every walk over the result ends. `chars` receives the number of characters stored.
+  /// Reads a multi-string as characters, whatever its stored type and however it grows meanwhile: an odd last byte is
+  /// left out and two terminators are appended, so that every walk over the result ends. `chars` receives the number of
+  /// characters stored. Throws std::bad_alloc.
   LSTATUS ReadMultiString(const wchar_t* name, std::vector<wchar_t>& text, std::size_t& chars) const;
-  /// The same for a value whose size is known.
-  LSTATUS ReadMultiString(const wchar_t* name, DWORD bytes, std::vector<wchar_t>& text, std::size_t& chars) const;
+  /// The same for a value that had `bytes` bytes when it was asked; receives the size of what was read.
+  LSTATUS ReadMultiString(const wchar_t* name, DWORD& bytes, std::vector<wchar_t>& text, std::size_t& chars) const;
 
   /// Writes REG_SZ with its terminator.
   LSTATUS WriteText(const wchar_t* name, const wchar_t* text) const noexcept;
@@ -77,5 +78,10 @@ class RegistryKey {
  private:
   HKEY m_key = nullptr;
 };
+
+/// Reads the data of a value that had `bytes` bytes when it was asked, with room for twice as many and again when it has
+/// grown beyond that; `bytes` receives the size. Behind the data there are at least two zero characters. Throws
+/// std::bad_alloc.
+LSTATUS ReadWholeValue(HKEY key, const wchar_t* name, DWORD& bytes, std::vector<wchar_t>& data);
 
 }  // namespace qvrn

@@ -9,7 +9,8 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/package/check.sh"
 sources=$1 build=$2 template=$3
 
-work=$(mktemp -d)
+# Beside the template, whose files are linked.
+work=$(mktemp -d -p "$build" documents.XXXXXX)
 trap 'wineserver -k 2>/dev/null || true; rm -rf "$work"' EXIT
 export WINEPREFIX=$work/prefix PATH=$work/bin:$PATH
 drive=$WINEPREFIX/drive_c

@@ -1,95 +1,104 @@
+// The lab's network configuration where tests of the product would lie if it were wrong: who holds the lock, which call
+// fails, what stays in the registry.
 #include "lab/netcfg/netcfg.h"
 
-#include <netcfgx.h>
+#include <windows.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "lab/labkey.h"
-#include "platform/comtext.h"
+#include "tests/support/hresult.h"
 #include "tests/support/machine.h"
 #include "tests/support/netcfgclient.h"
+#include "tests/support/registrysnapshot.h"
 
 namespace {
 
 using Microsoft::WRL::ComPtr;
+using ::testing::ElementsAre;
+using tests::kNetClass;
+using tests::kTransportClass;
 using tests::Session;
 using Texts = std::vector<std::wstring>;
 
-constexpr GUID kNoClass = {0x4D36E97D, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-constexpr wchar_t kGuidA[] = L"{00000007-0000-0000-0000-000000000000}";
-constexpr wchar_t kGuidB[] = L"{0000000C-0000-0000-0000-000000000000}";
-constexpr wchar_t kGuidC[] = L"{0000000E-0000-0000-0000-000000000000}";
-const std::wstring kClasses = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
-const std::wstring kNetKey = kClasses + L"{4D36E972-E325-11CE-BFC1-08002bE10318}";
-const std::wstring kTransKey = kClasses + L"{4D36E975-E325-11CE-BFC1-08002bE10318}";
+const std::wstring kControl = L"SYSTEM\\CurrentControlSet\\";
+const std::wstring kAdapter = L"{00000007-0000-0000-0000-000000000000}";
 
-/// A machine with one served adapter, 0007.
+HRESULT Enumerate(const Session& session) {
+  ComPtr<IEnumNetCfgComponent> components;
+  return session.netCfg->EnumComponents(&tests::kNetClass, &components);
+}
+
+HRESULT Install(const Session& session, const GUID& classGuid, const wchar_t* id) {
+  return session.Setup(classGuid)->Install(id, nullptr, 0, 0, nullptr, nullptr, nullptr);
+}
+
+HRESULT Remove(const Session& session, const GUID& classGuid, const wchar_t* id) {
+  return session.Setup(classGuid)->DeInstall(session.Find(id).Get(), nullptr, nullptr);
+}
+
+/// An adapter, a transport and a client.
 class LabNetCfg : public ::testing::Test {
  protected:
-  LabNetCfg() { m_machine.AddAdapter(7); }
+  LabNetCfg() {
+    m_machine.AddAdapter(7);
+    m_machine.WriteText(kControl + L"Services", L"", L"");
+    m_machine.WriteText(kControl + L"Enum\\ROOT", L"", L"");
+    Add(L"{4D36E973-E325-11CE-BFC1-08002bE10318}", L"ms_msclient", 3);
+    Add(L"{4D36E975-E325-11CE-BFC1-08002bE10318}", L"ms_tcpip", 5);
+  }
   void TearDown() override { EXPECT_EQ(lab::LiveNetCfgObjects(), m_alive); }
 
-  void AddComponent(const std::wstring& path, const wchar_t* id, const wchar_t* guid,
-                    const wchar_t* deviceId = nullptr) {
-    m_machine.WriteText(path, L"ComponentId", id);
-    m_machine.WriteText(path, L"NetCfgInstanceId", guid);
-    if (deviceId != nullptr) m_machine.WriteText(path, L"DeviceInstanceID", deviceId);
+  void Add(const std::wstring& classGuid, const wchar_t* id, DWORD instance) {
+    const std::wstring key = kControl + L"Control\\Class\\" + classGuid + L"\\0000";
+    m_machine.WriteText(key, L"ComponentId", id);
+    m_machine.WriteText(key, L"NetCfgInstanceId", tests::Machine::InstanceId(instance).c_str());
   }
 
   tests::Machine m_machine;
   const long m_alive = lab::LiveNetCfgObjects();  ///< what tests of others keep
 };
 
-Texts InstanceGuids(IEnumNetCfgComponent* enumerator) {
-  Texts guids;
-  ComPtr<INetCfgComponent> component;
-  while (enumerator->Next(1, &component, nullptr) == S_OK) guids.push_back(tests::BindName(component.Get()));
-  return guids;
-}
-
-TEST_F(LabNetCfg, RefusesCallsOutOfOrder) {
-  const auto enumerate = [](Session& s) {
-    ComPtr<IEnumNetCfgComponent> components;
-    return s.netCfg->EnumComponents(&tests::kNetClass, &components);
-  };
+TEST_F(LabNetCfg, RefusesWhatThenChangesNothing) {
   const struct {
-    const char* name;
-    std::function<HRESULT(Session&)> call;
+    bool hasLock;
+    std::function<HRESULT(const Session&)> call;
     HRESULT expected;
-    bool initialized;
   } rows[] = {
-      {"enumerate before", enumerate, NETCFG_E_NOT_INITIALIZED, false},
-      {"uninitialize before", [](Session& s) { return s.netCfg->Uninitialize(); }, NETCFG_E_NOT_INITIALIZED, false},
-      {"initialize twice", [](Session& s) { return s.netCfg->Initialize(nullptr); }, NETCFG_E_ALREADY_INITIALIZED,
-       true},
-      {"apply without lock", [](Session& s) { return s.netCfg->Apply(); }, NETCFG_E_NO_WRITE_LOCK, true},
-      {"acquire late", [](Session& s) { return s.Acquire(0, L"c"); }, NETCFG_E_ALREADY_INITIALIZED, true},
-      {"release nothing", [](Session& s) { return s.lock->ReleaseWriteLock(); }, NETCFG_E_NO_WRITE_LOCK, false},
+      {false, [](const Session& s) { return s.Acquire(0, L"late"); }, NETCFG_E_ALREADY_INITIALIZED},
+      {false, [](const Session& s) { return s.netCfg->Apply(); }, NETCFG_E_NO_WRITE_LOCK},
+      {false, [](const Session& s) { return Install(s, kNetClass, L"qvrn_muxmp"); }, NETCFG_E_NO_WRITE_LOCK},
+      {false, [](const Session& s) { return Remove(s, kTransportClass, L"ms_tcpip"); }, NETCFG_E_NO_WRITE_LOCK},
+      {false, [](const Session& s) { return s.Find(L"ms_tcpip")->SetDisplayName(L"New"); }, NETCFG_E_NO_WRITE_LOCK},
+      {false, [](const Session& s) { return tests::Paths(s.Find(L"ms_tcpip").Get())[0]->Enable(FALSE); },
+       NETCFG_E_NO_WRITE_LOCK},
+      {true, [](const Session& s) { return Remove(s, kNetClass, L"ms_tcpip"); }, E_INVALIDARG},
+      {true, [](const Session& s) { return Install(s, kNetClass, L"qvrn_muxp"); }, SPAPI_E_NO_DRIVER_SELECTED},
+      {true, [](const Session& s) { return s.netCfg->Uninitialize() + Enumerate(s); }, NETCFG_E_NOT_INITIALIZED},
   };
+  const tests::Snapshot before = tests::TakeSnapshot(HKEY_LOCAL_MACHINE);
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    Session session;
-    if (row.initialized) session.netCfg->Initialize(nullptr);
-    EXPECT_EQ(row.call(session), row.expected);
+    SCOPED_TRACE(&row - rows);
+    EXPECT_HRESULT(row.expected, row.call(Session(row.hasLock)));
   }
+  EXPECT_EQ(tests::Changes(before, tests::TakeSnapshot(HKEY_LOCAL_MACHINE)), Texts{});
 }
 
-TEST_F(LabNetCfg, LockBelongsToOneObject) {
+TEST_F(LabNetCfg, LockBelongsToOneObjectUntilItIsReleasedOrGone) {
   m_machine.WriteNumber(lab::kLabKey, L"LockWait", 60);
   Session second;
   std::wstring holder;
   {
-    Session first;
+    const Session first;
     ASSERT_EQ(first.Acquire(0, L"FIRST"), S_OK);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(second.Acquire(60000, L"SECOND", &holder), S_FALSE);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(first.Acquire(0, L"FIRST"), S_OK);
+    EXPECT_EQ(second.Acquire(60000, L"SECOND", &holder), S_FALSE) << "the same thread, another object";
     EXPECT_EQ(holder, L"FIRST");
     EXPECT_EQ(second.lock->ReleaseWriteLock(), NETCFG_E_NO_WRITE_LOCK);
     EXPECT_EQ(first.lock->ReleaseWriteLock(), S_OK);
@@ -98,112 +107,72 @@ TEST_F(LabNetCfg, LockBelongsToOneObject) {
     EXPECT_EQ(second.lock->ReleaseWriteLock(), S_OK);
     EXPECT_EQ(first.Acquire(0, L"FIRST AGAIN"), S_OK);
   }
-  EXPECT_EQ(second.Acquire(0, L"SECOND"), S_OK) << "the lock of an object that is gone is free";
-  EXPECT_EQ(second.lock->ReleaseWriteLock(), S_OK);
+  EXPECT_EQ(second.Acquire(0, L"SECOND"), S_OK);
+  m_machine.WriteNumber(lab::kLabKey, L"LockWait", 20000);
+  std::thread release([&] {
+    ::Sleep(60);
+    second.lock->ReleaseWriteLock();
+  });
+  EXPECT_EQ(Session().Acquire(20000, L"WAITING"), S_OK);
+  release.join();
+  m_machine.WriteNumber(lab::kLabKey, L"LockWait", 0);
   m_machine.WriteText(lab::kLabKey, L"ForeignLock", L"Some tool");
-  EXPECT_EQ(Session().Acquire(0, L"c", &holder), S_FALSE);
+  EXPECT_EQ(Session().Acquire(5000, L"c", &holder), S_FALSE);
   EXPECT_EQ(holder, L"Some tool");
 }
 
-TEST_F(LabNetCfg, WaitsForTheLock) {
-  m_machine.WriteNumber(lab::kLabKey, L"LockWait", 20000);
-  Session first;
-  Session second;
-  ASSERT_EQ(first.Acquire(0, L"FIRST"), S_OK);
-  std::thread release([&] {
-    ::Sleep(60);
-    first.lock->ReleaseWriteLock();
-  });
-  EXPECT_EQ(second.Acquire(20000, L"SECOND"), S_OK);
-  release.join();
-}
-
-TEST_F(LabNetCfg, FailsByCount) {
+TEST_F(LabNetCfg, FailsByCountOverAllObjects) {
   const struct {
+    const wchar_t* call;
     const wchar_t* setting;
     std::vector<HRESULT> results;  ///< of four calls, two each on two objects
   } rows[] = {
-      {L"0x80004005 3", {E_FAIL, E_FAIL, E_FAIL, S_OK}}, {L"0x80004005 1 2", {S_OK, S_OK, E_FAIL, S_OK}},
-      {L"0x8000FFFF", {E_UNEXPECTED, S_OK, S_OK, S_OK}}, {L"0x1 9", {S_FALSE, S_FALSE, S_FALSE, S_FALSE}},
-      {L"0x80004005 0", {S_OK, S_OK, S_OK, S_OK}},
+      {L"INetCfg::EnumComponents", L"0x80004005 3", {E_FAIL, E_FAIL, E_FAIL, S_OK}},
+      {L"INetCfg::EnumComponents", L"0x80004005 1 2", {S_OK, S_OK, E_FAIL, S_OK}},
+      {L"INetCfg::EnumComponents", L"0x8000FFFF", {E_UNEXPECTED, S_OK, S_OK, S_OK}},
+      {L"INetCfg::EnumComponents", L"0x80004005 0", {S_OK, S_OK, S_OK, S_OK}},
+      {L"*", L"0x80004005 1 6", {S_OK, S_OK, E_FAIL, S_OK}},
   };
+  const std::wstring failures = std::wstring(lab::kLabKey) + L"\\Failures";
   for (const auto& row : rows) {
     SCOPED_TRACE(row.setting);
-    m_machine.WriteText(std::wstring(lab::kLabKey) + L"\\Failures", L"INetCfg::EnumComponents", row.setting);
+    m_machine.WriteText(failures, row.call, row.setting);
     std::vector<HRESULT> results;
     for (int object = 0; object < 2; ++object) {
       const Session session(false);
-      for (int call = 0; call < 2; ++call) {
-        ComPtr<IEnumNetCfgComponent> components;
-        results.push_back(session.netCfg->EnumComponents(&tests::kNetClass, components.GetAddressOf()));
-        EXPECT_EQ(components != nullptr, results.back() == S_OK);
-      }
+      for (int call = 0; call < 2; ++call) results.push_back(Enumerate(session));
     }
     EXPECT_EQ(results, row.results);
+    m_machine.DeleteValue(failures, row.call);
   }
 }
 
-TEST_F(LabNetCfg, ListsAndFindsWhatTheNetworkConfigurationKnows) {
-  AddComponent(kNetKey + L"\\0012", L"other", kGuidB, L"PCI\\GONE\\0");
-  AddComponent(kNetKey + L"\\0013", L"no device id", L"{0000000F-0000-0000-0000-000000000000}");
-  AddComponent(kNetKey + L"\\0014", L"no guid", L"qvrn", L"ROOT\\X\\0000");
-  AddComponent(kNetKey + L"\\Properties", L"no key", L"{0000000D-0000-0000-0000-000000000000}", L"ROOT\\X\\0001");
-  AddComponent(kTransKey + L"\\0000", L"qvrn_muxp", kGuidC);
-  const Session session(false);
-  const struct {
-    const GUID* classGuid;
-    HRESULT result;
-    Texts guids;
-  } classes[] = {{&tests::kNetClass, S_OK, {kGuidA, kGuidB}},
-                 {&tests::kTransportClass, S_OK, {kGuidC}},
-                 {&kNoClass, E_INVALIDARG, {}}};
-  for (const auto& row : classes) {
-    ComPtr<IEnumNetCfgComponent> components;
-    ComPtr<INetCfgClass> networkClass;
-    EXPECT_EQ(session.netCfg->EnumComponents(row.classGuid, &components), row.result);
-    EXPECT_EQ(session.netCfg->QueryNetCfgClass(row.classGuid, IID_PPV_ARGS(&networkClass)), row.result);
-    if (row.result != S_OK) continue;
-    EXPECT_EQ(InstanceGuids(components.Get()), row.guids);
-    ASSERT_EQ(networkClass->EnumComponents(components.ReleaseAndGetAddressOf()), S_OK);
-    EXPECT_EQ(InstanceGuids(components.Get()), row.guids);
-  }
-  const std::pair<const wchar_t*, HRESULT> ids[] = {
-      {L"QVX4\\Halvex_Eth", S_OK}, {L"qvrn_muxp", S_OK}, {L"qvx4\\halvex", S_FALSE}, {nullptr, E_INVALIDARG}};
-  for (const auto& [id, result] : ids) {
-    ComPtr<INetCfgComponent> component;
-    EXPECT_EQ(session.netCfg->FindComponent(id, &component), result);
-    EXPECT_EQ(component != nullptr, result == S_OK);
-  }
-}
-
-TEST_F(LabNetCfg, DescribesPresentAndAbsentDevices) {
-  const std::wstring device = tests::Machine::DeviceId(7);
-  AddComponent(kNetKey + L"\\0012", L"absent", kGuidB, L"PCI\\GONE\\0");
-  AddComponent(kTransKey + L"\\0000", L"software", kGuidC);
-  const struct {
-    const wchar_t* id;
-    HRESULT deviceResult;
-    const wchar_t* deviceId;
-    HRESULT status;
-  } rows[] = {
-      {L"qvx4\\halvex_eth", S_OK, device.c_str(), S_OK},
-      {L"absent", S_OK, L"PCI\\GONE\\0", SPAPI_E_NO_SUCH_DEVINST},
-      {L"software", E_FAIL, nullptr, SPAPI_E_NO_SUCH_DEVINST},
-  };
+TEST_F(LabNetCfg, RemovingTakesBackWhatInstallingAndBindingMade) {
+  const tests::Snapshot before = tests::TakeSnapshot(HKEY_LOCAL_MACHINE);
   const Session session(true);
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.id);
-    const auto component = session.Find(row.id);
-    ASSERT_NE(component, nullptr);
-    qvrn::TaskText text;
-    ULONG problem = 99;
-    EXPECT_EQ(component->GetPnpDevNodeId(text.Put()), row.deviceResult);
-    EXPECT_STREQ(text.Get(), row.deviceId);
-    EXPECT_EQ(component->GetDeviceStatus(&problem), row.status);
-    EXPECT_EQ(component->SetDisplayName(L"New name"), S_OK);
-    EXPECT_EQ(component->GetDisplayName(text.Put()), S_OK);
-    EXPECT_STREQ(text.Get(), L"New name");
+  const Session earlier(false);
+  const auto states = [](const Session& s) { return tests::PathStates(s.Find(tests::Machine::kServed).Get()); };
+  const auto switchAll = [&] {
+    for (const auto& path : tests::Paths(session.Find(tests::Machine::kServed).Get())) {
+      EXPECT_EQ(path->Enable(path->IsEnabled() == S_OK ? FALSE : TRUE), S_OK);
+    }
+  };
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(Install(session, kTransportClass, L"qvrn_muxp"), S_OK) << "there is one";
+    EXPECT_EQ(Install(session, kNetClass, L"qvrn_muxmp"), S_OK) << "a new one each time";
   }
+  EXPECT_EQ(earlier.Find(L"qvrn_muxp"), nullptr) << "components are loaded once per Initialize";
+  const Texts atFirst = {L"+ms_tcpip->" + kAdapter, L"+ms_msclient->ms_tcpip->" + kAdapter, L"-qvrn_muxp->" + kAdapter};
+  EXPECT_EQ(states(session), atFirst);
+  switchAll();
+  EXPECT_THAT(states(Session(false)),
+              ElementsAre(L"-" + atFirst[0].substr(1), L"-" + atFirst[1].substr(1), L"+" + atFirst[2].substr(1)));
+  switchAll();
+  EXPECT_THAT(tests::PathStates(session.Find(L"qvrn_muxmp").Get()), ::testing::SizeIs(2)) << "not through the driver";
+  EXPECT_EQ(Remove(session, kTransportClass, L"qvrn_muxp"), S_OK);
+  EXPECT_EQ(Remove(session, kNetClass, L"qvrn_muxmp"), S_OK);
+  EXPECT_EQ(Remove(session, kNetClass, L"qvrn_muxmp"), S_OK);
+  EXPECT_EQ(tests::Changes(before, tests::TakeSnapshot(HKEY_LOCAL_MACHINE)), Texts{});
 }
 
 }  // namespace

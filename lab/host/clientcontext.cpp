@@ -5,11 +5,6 @@
 
 namespace lab {
 
-HRESULT STDMETHODCALLTYPE ClientContext::QueryBlanket(DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**,
-                                                      DWORD*) noexcept {
-  return E_NOTIMPL;
-}
-
 // ImpersonateSelf has no way to make an anonymous token; a duplicate of the process token covers all four levels.
 HRESULT STDMETHODCALLTYPE ClientContext::ImpersonateClient() noexcept {
   const auto level = static_cast<SECURITY_IMPERSONATION_LEVEL>(m_level - 1);

@@ -12,9 +12,9 @@ class ClientContext final : public Unknown<IServerSecurity> {
  public:
   explicit ClientContext(DWORD level) noexcept : m_level(level) {}
 
-  HRESULT STDMETHODCALLTYPE QueryBlanket(DWORD* authentication, DWORD* authorization, OLECHAR** principal,
-                                         DWORD* authenticationLevel, DWORD* impersonationLevel, void** privileges,
-                                         DWORD* capabilities) noexcept override;
+  HRESULT STDMETHODCALLTYPE QueryBlanket(DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**, DWORD*) noexcept override {
+    return E_NOTIMPL;
+  }
   HRESULT STDMETHODCALLTYPE ImpersonateClient() noexcept override;
   HRESULT STDMETHODCALLTYPE RevertToSelf() noexcept override;
   BOOL STDMETHODCALLTYPE IsImpersonating() noexcept override { return m_impersonating ? TRUE : FALSE; }

@@ -7,17 +7,10 @@
 #include <utility>
 
 #include "lab/journal.h"
+#include "lab/widetext.h"
 
 namespace lab {
 namespace {
-
-std::wstring Widen(const std::string& text) {
-  std::wstring wide(text.size(), L'\0');
-  const int length = static_cast<int>(text.size());
-  const int written = ::MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, wide.data(), length);
-  wide.resize(static_cast<std::size_t>(written));
-  return wide;
-}
 
 BOOL WINAPI AcceptClassInstallParams(HDEVINFO, PSP_DEVINFO_DATA, PSP_CLASSINSTALL_HEADER, DWORD) { return TRUE; }
 
@@ -30,14 +23,14 @@ int __cdecl RecordPrinted(const char* format, va_list arguments) {
   if (length < 0) return length;
   std::vector<char> text(static_cast<std::size_t>(length) + 1);
   ::_vsnprintf(text.data(), text.size(), format, arguments);
-  Record(kPrinted, Widen(text.data()));
+  Record(kPrinted, Wide(text.data(), CP_ACP));
   return length;
 }
 
 void __cdecl RecordAssertion(const char* expression, const char* file, unsigned line) {
   const std::string text = std::string(expression) + ", file " + file + ", line " + std::to_string(line);
   std::fprintf(stderr, "qvrnlab: assertion failed: %s\n", text.c_str());
-  Record(kAssertion, Widen(text));
+  Record(kAssertion, Wide(text, CP_ACP));
 }
 
 int WINAPI RecordMessageBox(HWND, const wchar_t* text, const wchar_t* caption, UINT) {
@@ -61,24 +54,17 @@ const Patch kProviderPatches[] = {
 /// Calls `visit` with the name of each import by name and the place of its address.
 template <typename Visit>
 void VisitImports(HMODULE module, Visit visit) {
-  const auto at = [module]<typename Type>(ULONGLONG offset, Type*& part) {
-    part = reinterpret_cast<Type*>(reinterpret_cast<BYTE*>(module) + offset);
-  };
-  const IMAGE_DOS_HEADER* dos = nullptr;
-  const IMAGE_NT_HEADERS* headers = nullptr;
-  at(0, dos);
-  at(static_cast<ULONGLONG>(dos->e_lfanew), headers);
+  const auto at = [module](ULONGLONG offset) -> void* { return reinterpret_cast<BYTE*>(module) + offset; };
+  const auto* const dos = static_cast<const IMAGE_DOS_HEADER*>(at(0));
+  const auto* const headers = static_cast<const IMAGE_NT_HEADERS*>(at(static_cast<ULONGLONG>(dos->e_lfanew)));
   const ULONGLONG imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
   if (imports == 0) return;
-  const IMAGE_IMPORT_DESCRIPTOR* from = nullptr;
-  for (at(imports, from); from->Name != 0 && from->OriginalFirstThunk != 0; ++from) {
-    const IMAGE_THUNK_DATA* name = nullptr;
-    IMAGE_THUNK_DATA* slot = nullptr;
-    at(from->FirstThunk, slot);
-    for (at(from->OriginalFirstThunk, name); name->u1.AddressOfData != 0; ++name, ++slot) {
+  for (auto* from = static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(at(imports)); from->OriginalFirstThunk != 0; ++from) {
+    auto* slot = static_cast<IMAGE_THUNK_DATA*>(at(from->FirstThunk));
+    auto* name = static_cast<const IMAGE_THUNK_DATA*>(at(from->OriginalFirstThunk));
+    for (; name->u1.AddressOfData != 0; ++name, ++slot) {
       if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      const IMAGE_IMPORT_BY_NAME* import = nullptr;
-      at(name->u1.AddressOfData, import);
+      const auto* const import = static_cast<const IMAGE_IMPORT_BY_NAME*>(at(name->u1.AddressOfData));
       visit(std::string_view(reinterpret_cast<const char*>(import->Name)), slot->u1.Function);
     }
   }

@@ -1,16 +1,17 @@
 #include "lab/host/providerhost.h"
 
-#include <cwchar>
-#include <exception>
 #include <future>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 #include "lab/host/clientcontext.h"
 #include "lab/journal.h"
 #include "lab/labkey.h"
+#include "lab/modulepath.h"
 #include "platform/boundedtext.h"
 #include "platform/comtext.h"
 #include "platform/hresult.h"
@@ -49,17 +50,13 @@ class CollectingSink final : public Unknown<IWbemObjectSink> {
     return HresultFromCurrentException();
   }
 
-  std::vector<HRESULT> Statuses() const {
+  std::pair<std::vector<HRESULT>, Reply::Objects> Take() {
     const std::lock_guard lock(m_mutex);
-    return m_statuses;
-  }
-  Reply::Objects TakeObjects() {
-    const std::lock_guard lock(m_mutex);
-    return std::exchange(m_objects, {});
+    return {std::move(m_statuses), std::move(m_objects)};
   }
 
  private:
-  mutable std::mutex m_mutex;
+  std::mutex m_mutex;
   Reply::Objects m_objects;
   std::vector<HRESULT> m_statuses;
 };
@@ -76,11 +73,17 @@ class InitSink final : public Unknown<IWbemProviderInitSink> {
   std::atomic<HRESULT> m_status{static_cast<HRESULT>(WBEM_E_PROVIDER_LOAD_FAILURE)};
 };
 
+/// A provider by name; its lock is held while it is loaded, so that others wait for it.
+struct LoadedProvider {
+  std::mutex loading;
+  ProviderPointer services;
+};
+
 /// What outlives every request. Never destroyed: at the end of a process the modules of the providers may be gone
 /// first.
 struct Host {
   std::mutex mutex;
-  std::map<std::wstring, std::shared_future<ProviderPointer>> providers;
+  std::map<std::wstring, std::shared_ptr<LoadedProvider>> providers;
   ProviderCall lastCall;
   std::atomic<void (*)(HMODULE)> loadedHook{nullptr};
 };
@@ -88,14 +91,6 @@ struct Host {
 Host& TheHost() {
   static Host& host = *new Host;
   return host;
-}
-
-void KeepMultithreadedApartment() {
-  static const HRESULT kept = [] {
-    void* cookie = nullptr;
-    return ::CoIncrementMTAUsage(&cookie);
-  }();
-  static_cast<void>(kept);
 }
 
 /// The calling thread as the service's: apartment, call context, and no trace of the client afterwards.
@@ -120,14 +115,6 @@ class ClientThread {
   IUnknown* m_previous = nullptr;
 };
 
-/// The module whose code stands behind an object.
-HMODULE ModuleOf(IUnknown* object) {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       *reinterpret_cast<const wchar_t* const*>(object), &module);
-  return module;
-}
-
 HRESULT InitializeProvider(IWbemProviderInit* provider) {
   const ComPtr<InitSink> sink = Make<InitSink>();
   wchar_t name[] = L"root\\cimv2";
@@ -142,7 +129,7 @@ HRESULT CreateProvider(const std::wstring& name, ProviderPointer& services) {
   ComPtr<IWbemProviderInit> provider;
   hr = ::CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&provider));
   if (FAILED(hr)) return hr;
-  if (const auto hook = TheHost().loadedHook.load()) hook(ModuleOf(provider.Get()));
+  if (const auto hook = TheHost().loadedHook.load()) hook(ModuleAt(*reinterpret_cast<void* const*>(provider.Get())));
   hr = InitializeProvider(provider.Get());
   return FAILED(hr) ? hr : provider.As(&services);
 }
@@ -159,32 +146,18 @@ ProviderPointer LoadProvider(const std::wstring& name) {
   return nullptr;
 }
 
-/// The first one to ask loads, without the lock; others wait for it. A failure is not kept.
+/// The first one to ask loads. A failure is not kept.
 ProviderPointer Provider(const std::wstring& name) {
-  Host& host = TheHost();
-  std::promise<ProviderPointer> loading;
+  std::shared_ptr<LoadedProvider> provider;
   {
-    std::unique_lock lock(host.mutex);
-    const auto [entry, isNew] = host.providers.try_emplace(name);
-    if (!isNew) {
-      const std::shared_future<ProviderPointer> loaded = entry->second;
-      lock.unlock();
-      return loaded.get();
-    }
-    entry->second = loading.get_future().share();
+    const std::lock_guard lock(TheHost().mutex);
+    auto& known = TheHost().providers[name];
+    if (known == nullptr) known = std::make_shared<LoadedProvider>();
+    provider = known;
   }
-  ProviderPointer services;
-  try {
-    services = LoadProvider(name);
-  } catch (...) {
-    services = nullptr;
-  }
-  if (services == nullptr) {
-    const std::lock_guard lock(host.mutex);
-    host.providers.erase(name);
-  }
-  loading.set_value(services);
-  return services;
+  const std::lock_guard lock(provider->loading);
+  if (provider->services == nullptr) provider->services = LoadProvider(name);
+  return provider->services;
 }
 
 HRESULT Outcome(const ProviderCall& call) {
@@ -195,18 +168,18 @@ HRESULT Outcome(const ProviderCall& call) {
 }  // namespace
 
 void RunAsClient(DWORD level, const std::function<void()>& request) {
-  KeepMultithreadedApartment();
-  std::exception_ptr failure;
-  std::thread thread([&] {
-    try {
-      const ClientThread client(level);
-      request();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  });
-  thread.join();
-  if (failure) std::rethrow_exception(failure);
+  // The apartment outlives its threads.
+  static void* apartment = nullptr;
+  static const HRESULT kept = ::CoIncrementMTAUsage(&apartment);
+  static_cast<void>(kept);
+  const auto run = [&] {
+    const ClientThread client(level);
+    request();
+  };
+  std::packaged_task<void()> task(run);
+  std::future<void> done = task.get_future();
+  std::thread(std::move(task)).join();
+  done.get();
 }
 
 Reply CallProvider(const std::wstring& name, const ProviderRequest& request) {
@@ -216,8 +189,9 @@ Reply CallProvider(const std::wstring& name, const ProviderRequest& request) {
   ProviderCall call;
   RunAsClient(LabNumber(L"ImpersonationLevel", kDefaultLevel),
               [&] { call.result = request(provider.Get(), sink.Get()); });
-  call.statuses = sink->Statuses();
-  Reply reply(Outcome(call), sink->TakeObjects());
+  Reply::Objects objects;
+  std::tie(call.statuses, objects) = sink->Take();
+  Reply reply(Outcome(call), std::move(objects));
   const std::lock_guard lock(TheHost().mutex);
   TheHost().lastCall = std::move(call);
   return reply;
@@ -229,7 +203,7 @@ ProviderCall LastProviderCall() {
 }
 
 void ForgetProviders() {
-  std::map<std::wstring, std::shared_future<ProviderPointer>> forgotten;
+  decltype(Host::providers) forgotten;
   const std::lock_guard lock(TheHost().mutex);
   forgotten.swap(TheHost().providers);
 }

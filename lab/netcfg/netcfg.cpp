@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "lab/netcfg/netcfgclass.h"
+#include "lab/netcfg/netcfgcomponent.h"
 #include "lab/netcfg/netcfgobject.h"
 
 namespace lab {
@@ -46,35 +47,36 @@ class NetCfg final : public NetCfgObject<INetCfg, INetCfgLock> {
     return m_session->Call(L"INetCfg::Apply", Needs::kWriteLock, [] { return S_OK; });
   }
 
-  /// For the same reason nothing can be taken back.
-  HRESULT STDMETHODCALLTYPE Cancel() noexcept override {
-    return m_session->Call(L"INetCfg::Cancel", Needs::kWriteLock, [] { return E_NOTIMPL; });
+  HRESULT STDMETHODCALLTYPE EnumComponents(const GUID* classGuid, IEnumNetCfgComponent** components) noexcept override {
+    if (classGuid == nullptr) return E_POINTER;
+    const NetworkClass* const networkClass = FindNetworkClass(*classGuid);
+    return Ask(
+        L"INetCfg::EnumComponents", Needs::kInitialized, components,
+        [&] {
+          return networkClass == nullptr ? E_INVALIDARG : Give(components, ComponentsOf(m_session, *networkClass));
+        },
+        *classGuid);
   }
 
-  HRESULT STDMETHODCALLTYPE EnumComponents(const GUID* classGuid, IEnumNetCfgComponent** enumerator) noexcept override {
-    if (classGuid == nullptr || enumerator == nullptr) return E_POINTER;
-    *enumerator = nullptr;
-    return m_session->Call(
-        L"INetCfg::EnumComponents", Needs::kInitialized,
-        [&] { return EnumerateComponents(m_session, *classGuid, enumerator); }, *classGuid);
-  }
-
+  /// S_FALSE when there is none.
   HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR id, INetCfgComponent** component) noexcept override {
     if (component != nullptr) *component = nullptr;
     return m_session->Call(
         L"INetCfg::FindComponent", Needs::kInitialized,
-        [&] { return FindComponentById(m_session, nullptr, id, component); }, id);
+        [&] {
+          if (id == nullptr) return E_INVALIDARG;
+          const ComponentPointer found = m_session->Find(nullptr, id);
+          return found == nullptr ? S_FALSE : Give(component, MakeComponent(m_session, found));
+        },
+        id);
   }
 
   HRESULT STDMETHODCALLTYPE QueryNetCfgClass(const GUID* classGuid, REFIID iid, void** object) noexcept override {
-    if (classGuid == nullptr || object == nullptr) return E_POINTER;
-    *object = nullptr;
-    return m_session->Call(
-        L"INetCfg::QueryNetCfgClass", Needs::kInitialized,
-        [&]() -> HRESULT {
-          if (FindNetworkClass(*classGuid) == nullptr) return E_INVALIDARG;
-          return Make<NetCfgClass>(m_session, *classGuid)->Hand(iid, object);
-        },
+    if (classGuid == nullptr) return E_POINTER;
+    const NetworkClass* const networkClass = FindNetworkClass(*classGuid);
+    return Ask(
+        L"INetCfg::QueryNetCfgClass", Needs::kInitialized, object,
+        [&] { return networkClass == nullptr ? E_INVALIDARG : QueryClass(m_session, *networkClass, iid, object); },
         *classGuid, iid);
   }
 
@@ -87,7 +89,7 @@ class NetCfg final : public NetCfgObject<INetCfg, INetCfgLock> {
           if (m_session->IsInitialized()) return NETCFG_E_ALREADY_INITIALIZED;
           std::wstring name;
           const HRESULT hr = m_session->Lock().Acquire(timeout, client, name);
-          if (hr == S_FALSE && holder != nullptr) *holder = TaskCopy(name);
+          if (hr == S_FALSE && holder != nullptr) Give(holder, name);
           return hr;
         },
         timeout, client);
@@ -101,16 +103,8 @@ class NetCfg final : public NetCfgObject<INetCfg, INetCfgLock> {
     });
   }
 
-  HRESULT STDMETHODCALLTYPE IsWriteLocked(LPWSTR* holder) noexcept override {
-    if (holder == nullptr) return E_POINTER;
-    *holder = nullptr;
-    return m_session->Call(L"INetCfgLock::IsWriteLocked", Needs::kNothing, [&] {
-      std::wstring name;
-      const HRESULT hr = m_session->Lock().Probe(name);
-      if (hr == S_OK) *holder = TaskCopy(name);
-      return hr;
-    });
-  }
+  HRESULT STDMETHODCALLTYPE Cancel() noexcept override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE IsWriteLocked(LPWSTR*) noexcept override { return E_NOTIMPL; }
 };
 
 class NetCfgFactory final : public Unknown<IClassFactory> {

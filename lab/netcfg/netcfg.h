@@ -3,10 +3,10 @@
 // kNetworkCall, "INetCfgLock::AcquireWriteLock(5, MY CLIENT) = 0x0", and can be made to fail (see labkey.h); calls on a
 // component name its instance GUID first, calls on a binding path its token. Queries for INetCfgLock, INetCfgClassSetup
 // and INetCfgComponentBindings are calls, too: "INetCfg::QueryInterface(INetCfgLock)". A call whose out-pointer is null
-// is refused before it counts as one.
+// is refused before it counts as one, and a method that no client calls is E_NOTIMPL and none.
 //
 // What a client changes (display names, components, states of binding paths) is in the registry when the call returns;
-// Apply and Cancel have nothing left to do. Other sessions see new and removed components when they are initialised.
+// Apply has nothing left to do. Other sessions see new and removed components when they are initialised.
 // How an installation looks in the registry is in netcfginstaller.cpp, where the states of binding paths are in
 // netcfgpaths.h. Components are forgotten at Uninitialize and the lock at ReleaseWriteLock, so that a client may keep
 // an INetCfg for ever.

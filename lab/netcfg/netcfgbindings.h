@@ -1,18 +1,18 @@
-// Binding paths in a client's hands: INetCfgBindingPath, INetCfgBindingInterface and their enumerators.
+// Binding paths in a client's hands: INetCfgBindingPath, INetCfgBindingInterface and their enumerators. A path's calls
+// are recorded with its token as first argument, those of an interface with the token of its two components.
 #pragma once
 
 #include <windows.h>
 
 #include <netcfgx.h>
+#include <wrl/client.h>
 
-#include "lab/netcfg/netcfgobject.h"
-#include "lab/netcfg/netcfgpaths.h"
+#include "lab/netcfg/netcfgsession.h"
 
 namespace lab {
 
-/// EnumBindingPaths of INetCfgComponentBindings: EBP_ABOVE gives the paths that end in the component, EBP_BELOW those
-/// that begin with it; other flags are E_INVALIDARG.
-HRESULT EnumerateBindingPaths(const SessionPointer& session, const ComponentPointer& component, DWORD flags,
-                              IEnumNetCfgBindingPath** paths);
+/// The paths that end in a component.
+Microsoft::WRL::ComPtr<IEnumNetCfgBindingPath> BindingPathsAbove(const SessionPointer& session,
+                                                                 const ComponentPointer& component);
 
 }  // namespace lab

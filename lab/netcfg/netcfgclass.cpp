@@ -9,20 +9,7 @@
 namespace lab {
 namespace {
 
-using Microsoft::WRL::ComPtr;
-
-struct ComponentKind {
-  using Enumerator = IEnumNetCfgComponent;
-  using Element = INetCfgComponent;
-  using Item = ComponentPointer;
-  static constexpr const wchar_t* kNext = L"IEnumNetCfgComponent::Next";
-  static constexpr const wchar_t* kSkip = L"IEnumNetCfgComponent::Skip";
-  static constexpr const wchar_t* kReset = L"IEnumNetCfgComponent::Reset";
-  static constexpr const wchar_t* kClone = L"IEnumNetCfgComponent::Clone";
-  static ComPtr<Element> Wrap(const SessionPointer& session, const Item& record) {
-    return Make<NetCfgComponent>(session, record);
-  }
-};
+using ComponentEnumerator = NetCfgEnumerator<IEnumNetCfgComponent, INetCfgComponent>;
 
 /// How the journal names the one on whose behalf something is installed or removed.
 const wchar_t* TokenText(const OBO_TOKEN* token) {
@@ -32,79 +19,66 @@ const wchar_t* TokenText(const OBO_TOKEN* token) {
   return kTypes[type < std::size(kTypes) ? type : 0];
 }
 
+class NetCfgClass final : public NetCfgObject<INetCfgClass, INetCfgClassSetup> {
+ public:
+  NetCfgClass(SessionPointer session, const NetworkClass& networkClass)
+      : NetCfgObject(std::move(session)), m_class(networkClass) {}
+
+  HRESULT STDMETHODCALLTYPE EnumComponents(IEnumNetCfgComponent** components) noexcept override {
+    return Ask(
+        L"INetCfgClass::EnumComponents", Needs::kInitialized, components,
+        [&] { return Give(components, ComponentsOf(m_session, m_class)); }, m_class.guid);
+  }
+  /// On whose behalf, setup flags, build number and answers are recorded and change nothing. The new component is there
+  /// for this session at once, and for every session that is initialised later, whether Apply is called or not.
+  HRESULT STDMETHODCALLTYPE Install(LPCWSTR id, OBO_TOKEN* token, DWORD setupFlags, DWORD upgradeFromBuild,
+                                    LPCWSTR answerFile, LPCWSTR answerSections,
+                                    INetCfgComponent** component) noexcept override {
+    if (component != nullptr) *component = nullptr;
+    return m_session->Call(
+        L"INetCfgClassSetup::Install", Needs::kWriteLock,
+        [&] {
+          if (id == nullptr) return E_INVALIDARG;
+          const ComponentPointer installed = InstallComponent(*m_session, m_class, id);
+          return installed == nullptr ? static_cast<HRESULT>(SPAPI_E_NO_DRIVER_SELECTED)
+                                      : Give(component, MakeComponent(m_session, installed));
+        },
+        m_class.guid, id, TokenText(token), setupFlags, upgradeFromBuild, answerFile, answerSections);
+  }
+  /// E_INVALIDARG for a component of another class. Nobody holds references on components, so there are none to list.
+  HRESULT STDMETHODCALLTYPE DeInstall(INetCfgComponent* component, OBO_TOKEN* token,
+                                      LPWSTR* references) noexcept override {
+    if (references != nullptr) *references = nullptr;
+    const ComponentRecord* const record = component == nullptr ? nullptr : &RecordOf(*component);
+    const bool isOfClass = record != nullptr && record->networkClass == &m_class;
+    return m_session->Call(
+        L"INetCfgClassSetup::DeInstall", Needs::kWriteLock,
+        [&] { return isOfClass ? RemoveComponent(*m_session, *record) : E_INVALIDARG; }, m_class.guid,
+        record == nullptr ? GUID{} : record->instance, TokenText(token));
+  }
+  HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR, INetCfgComponent**) noexcept override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SelectAndInstall(HWND, OBO_TOKEN*, INetCfgComponent**) noexcept override {
+    return E_NOTIMPL;
+  }
+
+ private:
+  const NetworkClass& m_class;
+};
+
 }  // namespace
 
-HRESULT NetCfgClass::FindComponent(LPCWSTR id, INetCfgComponent** component) noexcept {
-  if (component != nullptr) *component = nullptr;
-  return m_session->Call(
-      L"INetCfgClass::FindComponent", Needs::kInitialized,
-      [&] { return FindComponentById(m_session, &m_classGuid, id, component); }, m_classGuid, id);
+HRESULT QueryClass(const SessionPointer& session, const NetworkClass& networkClass, REFIID id, void** object) {
+  return Make<NetCfgClass>(session, networkClass)->Hand(id, object);
 }
 
-HRESULT NetCfgClass::EnumComponents(IEnumNetCfgComponent** enumerator) noexcept {
-  if (enumerator == nullptr) return E_POINTER;
-  *enumerator = nullptr;
-  return m_session->Call(
-      L"INetCfgClass::EnumComponents", Needs::kInitialized,
-      [&] { return EnumerateComponents(m_session, m_classGuid, enumerator); }, m_classGuid);
-}
-
-HRESULT NetCfgClass::SelectAndInstall(HWND, OBO_TOKEN* token, INetCfgComponent** component) noexcept {
-  if (component != nullptr) *component = nullptr;
-  return m_session->Call(
-      L"INetCfgClassSetup::SelectAndInstall", Needs::kWriteLock, [] { return E_NOTIMPL; }, m_classGuid,
-      TokenText(token));
-}
-
-HRESULT NetCfgClass::Install(LPCWSTR id, OBO_TOKEN* token, DWORD setupFlags, DWORD upgradeFromBuild, LPCWSTR answerFile,
-                             LPCWSTR answerSections, INetCfgComponent** component) noexcept {
-  if (component != nullptr) *component = nullptr;
-  return m_session->Call(
-      L"INetCfgClassSetup::Install", Needs::kWriteLock,
-      [&]() -> HRESULT {
-        if (id == nullptr) return E_INVALIDARG;
-        ComponentPointer installed;
-        const HRESULT hr = InstallComponent(*m_session, *FindNetworkClass(m_classGuid), id, installed);
-        if (SUCCEEDED(hr) && component != nullptr) *component = Make<NetCfgComponent>(m_session, installed).Detach();
-        return hr;
-      },
-      m_classGuid, id, TokenText(token), setupFlags, upgradeFromBuild, answerFile, answerSections);
-}
-
-HRESULT NetCfgClass::DeInstall(INetCfgComponent* component, OBO_TOKEN* token, LPWSTR* references) noexcept {
-  if (references != nullptr) *references = nullptr;
-  const ComPtr<NetCfgComponent> own = Own<NetCfgComponent>(component);
-  const GUID instance = own == nullptr ? GUID{} : own->Record().instance;
-  return m_session->Call(
-      L"INetCfgClassSetup::DeInstall", Needs::kWriteLock,
-      [&]() -> HRESULT {
-        if (own == nullptr || own->Record().networkClass->guid != m_classGuid) return E_INVALIDARG;
-        return RemoveComponent(*m_session, instance);
-      },
-      m_classGuid, instance, TokenText(token));
-}
-
-HRESULT EnumerateComponents(const SessionPointer& session, const GUID& classGuid, IEnumNetCfgComponent** enumerator) {
-  const NetworkClass* const networkClass = FindNetworkClass(classGuid);
-  if (networkClass == nullptr) return E_INVALIDARG;
-  ComponentRecords records;
+Microsoft::WRL::ComPtr<IEnumNetCfgComponent> ComponentsOf(const SessionPointer& session,
+                                                          const NetworkClass& networkClass) {
+  ComponentEnumerator::Elements components;
   for (const ComponentPointer& record : session->Components()) {
-    if (record->networkClass == networkClass) records.push_back(record);
+    if (record->networkClass == &networkClass) components.push_back(MakeComponent(session, record));
   }
-  *enumerator = Make<NetCfgEnumerator<ComponentKind>>(session, std::move(records)).Detach();
-  return S_OK;
-}
-
-HRESULT FindComponentById(const SessionPointer& session, const GUID* classGuid, LPCWSTR id,
-                          INetCfgComponent** component) {
-  if (id == nullptr) return E_INVALIDARG;
-  for (const ComponentPointer& record : session->Components()) {
-    if (classGuid != nullptr && record->networkClass->guid != *classGuid) continue;
-    if (!record->HasId(id)) continue;
-    if (component != nullptr) *component = Make<NetCfgComponent>(session, record).Detach();
-    return S_OK;
-  }
-  return S_FALSE;
+  return Make<ComponentEnumerator>(session, L"IEnumNetCfgComponent::Next", L"IEnumNetCfgComponent::Reset",
+                                   std::move(components));
 }
 
 }  // namespace lab

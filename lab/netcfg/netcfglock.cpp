@@ -48,7 +48,6 @@ HRESULT WriteLock::TryTake(const std::wstring& client, std::wstring& holder) {
   DWORD written = 0;
   ::SetEndOfFile(m_file.Get());
   ::WriteFile(m_file.Get(), client.data(), static_cast<DWORD>(client.size() * sizeof(wchar_t)), &written, nullptr);
-  m_client = client;
   return S_OK;
 }
 
@@ -62,17 +61,6 @@ HRESULT WriteLock::Acquire(DWORD timeout, const std::wstring& client, std::wstri
     if (hr != S_FALSE || waited >= wait) return hr;
     ::Sleep(static_cast<DWORD>(std::min<ULONGLONG>(kPollMilliseconds, wait - waited)));
   }
-}
-
-HRESULT WriteLock::Probe(std::wstring& holder) const {
-  if (IsHeld()) {
-    holder = m_client;
-    return S_OK;
-  }
-  WriteLock probe;
-  const HRESULT hr = probe.TryTake(L"", holder);
-  if (FAILED(hr)) return hr;
-  return hr == S_OK ? S_FALSE : S_OK;
 }
 
 }  // namespace lab

@@ -19,14 +19,11 @@ class WriteLock {
   HRESULT Acquire(DWORD timeout, const std::wstring& client, std::wstring& holder);
   void Release() noexcept { m_file.Reset(); }
   bool IsHeld() const noexcept { return static_cast<bool>(m_file); }
-  /// Whether anybody holds the lock: S_OK with the name, or S_FALSE.
-  HRESULT Probe(std::wstring& holder) const;
 
  private:
   HRESULT TryTake(const std::wstring& client, std::wstring& holder);
 
   qvrn::FileHandle m_file;
-  std::wstring m_client;
 };
 
 }  // namespace lab

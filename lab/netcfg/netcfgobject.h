@@ -4,8 +4,10 @@
 #include <windows.h>
 
 #include <netcfgx.h>
+#include <objbase.h>
 
-#include <memory>
+#include <cstring>
+#include <new>
 #include <utility>
 
 #include "lab/netcfg/netcfgsession.h"
@@ -13,61 +15,65 @@
 
 namespace lab {
 
-using SessionPointer = std::shared_ptr<NetCfgSession>;
-
 /// The kind that LiveNetCfgObjects counts.
 using CountedNetCfg = Counted<struct NetCfgObjects>;
 
-/// Under which name a client's query for a second interface of an object is recorded.
-template <typename Interface>
-inline constexpr const wchar_t* kQueryName = nullptr;
-template <>
-inline constexpr const wchar_t* kQueryName<INetCfgLock> = L"INetCfg::QueryInterface(INetCfgLock)";
-template <>
-inline constexpr const wchar_t* kQueryName<INetCfgClassSetup> = L"INetCfgClass::QueryInterface(INetCfgClassSetup)";
-template <>
-inline constexpr const wchar_t* kQueryName<INetCfgComponentBindings> =
-    L"INetCfgComponent::QueryInterface(INetCfgComponentBindings)";
-
-// Only the session's objects know it, so an answer tells that an object is one of them.
-// {6C0E1D53-97B2-4F3A-8A14-D5E02B7C4F68}
-inline constexpr IID kOwnNetCfgObject = {0x6c0e1d53, 0x97b2, 0x4f3a, {0x8a, 0x14, 0xd5, 0xe0, 0x2b, 0x7c, 0x4f, 0x68}};
+/// Under which name a client's query for an object's second interface is recorded; null for any other.
+inline const wchar_t* QueryName(REFIID id) noexcept {
+  if (id == __uuidof(INetCfgLock)) return L"INetCfg::QueryInterface(INetCfgLock)";
+  if (id == __uuidof(INetCfgClassSetup)) return L"INetCfgClass::QueryInterface(INetCfgClassSetup)";
+  if (id == __uuidof(INetCfgComponentBindings)) return L"INetCfgComponent::QueryInterface(INetCfgComponentBindings)";
+  return nullptr;
+}
 
 /// An object of the session. Queries for the interfaces `Rest` are calls that are recorded and can be made to fail; the
-/// others are not.
+/// others are not. Methods that no client of the lab calls are E_NOTIMPL, unrecorded.
 template <typename First, typename... Rest>
 class NetCfgObject : public Unknown<First, Rest...>, private CountedNetCfg {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
     if (object == nullptr) return E_POINTER;
-    const wchar_t* name = nullptr;
-    ((id == __uuidof(Rest) ? void(name = kQueryName<Rest>) : void()), ...);
-    if (name == nullptr) return Hand(id, object);
     *object = nullptr;
-    return m_session->Call(name, Needs::kNothing, [&] { return Hand(id, object); });
+    const wchar_t* const name = QueryName(id);
+    return name == nullptr ? Hand(id, object)
+                           : m_session->Call(name, Needs::kNothing, [&] { return Hand(id, object); });
   }
 
   /// QueryInterface as a part of another call.
-  HRESULT Hand(REFIID id, void** object) noexcept {
-    return Unknown<First, Rest...>::QueryInterface(id == kOwnNetCfgObject ? __uuidof(First) : id, object);
-  }
+  HRESULT Hand(REFIID id, void** object) noexcept { return Unknown<First, Rest...>::QueryInterface(id, object); }
 
  protected:
   explicit NetCfgObject(SessionPointer session) noexcept : m_session(std::move(session)) {}
 
+  /// A call whose out-parameter, which must not be null, is cleared first.
+  template <typename Type, typename Body, typename... Arguments>
+  HRESULT Ask(const wchar_t* method, Needs needs, Type* out, const Body& body, const Arguments&... arguments) noexcept {
+    if (out == nullptr) return E_POINTER;
+    *out = {};
+    return m_session->Call(method, needs, body, arguments...);
+  }
+
   const SessionPointer m_session;
 };
 
-/// The object of the class `Object`, the only one here whose first interface is `First`, behind an interface that a
-/// client handed in; null for one that is not the lab's.
-template <typename Object, typename First>
-Microsoft::WRL::ComPtr<Object> Own(First* object) noexcept {
-  Microsoft::WRL::ComPtr<Object> owner;
-  void* own = nullptr;
-  if (object != nullptr && SUCCEEDED(object->QueryInterface(kOwnNetCfgObject, &own))) {
-    *owner.GetAddressOf() = static_cast<Object*>(static_cast<First*>(own));
-  }
-  return owner;
+/// The result of a call that gives something; null is for a caller that does not want it.
+template <typename Type>
+HRESULT Give(Type* out, const Type& value) noexcept {
+  if (out != nullptr) *out = value;
+  return S_OK;
+}
+template <typename Interface, typename Object>
+HRESULT Give(Interface** out, Microsoft::WRL::ComPtr<Object> object) noexcept {
+  if (out != nullptr) *out = object.Detach();
+  return S_OK;
+}
+/// A text, for the caller to free with CoTaskMemFree.
+inline HRESULT Give(wchar_t** out, const std::wstring& text) {
+  const std::size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+  *out = static_cast<wchar_t*>(::CoTaskMemAlloc(bytes));
+  if (*out == nullptr) throw std::bad_alloc();
+  std::memcpy(*out, text.c_str(), bytes);
+  return S_OK;
 }
 
 }  // namespace lab

@@ -20,8 +20,6 @@ using BindingPaths = std::vector<BindingPath>;
 
 /// Every path that ends in a component, shorter ones before those that they are a part of.
 BindingPaths PathsAbove(const ComponentRecords& components, const ComponentPointer& lowest);
-/// Every path from a component down to an adapter.
-BindingPaths PathsBelow(const ComponentRecords& components, const ComponentPointer& owner);
 
 /// The path's name, the same for every session: component ids, and the adapter's bind name, as in
 /// "ms_server->ms_tcpip->{6B1F3A52-7C84-4E0D-9A35-21C07D4E8B10}".

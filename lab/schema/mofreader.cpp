@@ -1,298 +1,331 @@
-// Reads MOF statements into a schema.
+#include "lab/schema/mofreader.h"
+
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <utility>
 
-#include "lab/schema/cimtypes.h"
-#include "lab/schema/mofclassreader.h"
-#include "lab/schema/schema.h"
+#include "lab/schema/lexer.h"
 #include "lab/schema/textcompare.h"
 
 namespace lab {
 namespace {
 
-struct Alias {
-  std::wstring name;
-  std::shared_ptr<const ClassDefinition> definition;
-  std::wstring path;
+/// Where a qualifier may stand; values combine.
+enum Scope : unsigned { kOnClass = 1, kOnProperty = 2, kOnMethod = 4, kOnParameter = 8, kAnywhere = 15 };
+
+constexpr struct {
+  const wchar_t* name;
+  ValueKind kind;
+  unsigned scopes;
+} kQualifiers[] = {
+    {L"association", ValueKind::kFlag, kOnClass},    {L"createby", ValueKind::kText, kOnClass},
+    {L"deleteby", ValueKind::kText, kOnClass},       {L"description", ValueKind::kText, kAnywhere},
+    {L"dynamic", ValueKind::kFlag, kOnClass},        {L"id", ValueKind::kNumber, kOnParameter},
+    {L"implemented", ValueKind::kFlag, kOnMethod},   {L"in", ValueKind::kFlag, kOnParameter},
+    {L"key", ValueKind::kFlag, kOnProperty},         {L"mappingstrings", ValueKind::kTexts, kOnProperty},
+    {L"maxlen", ValueKind::kNumber, kOnProperty},    {L"maxvalue", ValueKind::kNumber, kOnProperty},
+    {L"minvalue", ValueKind::kNumber, kOnProperty},  {L"out", ValueKind::kFlag, kOnParameter},
+    {L"provider", ValueKind::kText, kOnClass},       {L"read", ValueKind::kFlag, kOnProperty},
+    {L"static", ValueKind::kFlag, kOnMethod},        {L"supportscreate", ValueKind::kFlag, kOnClass},
+    {L"supportsdelete", ValueKind::kFlag, kOnClass}, {L"supportsupdate", ValueKind::kFlag, kOnClass},
+    {L"units", ValueKind::kText, kOnProperty},       {L"valuemap", ValueKind::kTexts, kOnProperty},
+    {L"values", ValueKind::kTexts, kOnProperty},     {L"write", ValueKind::kFlag, kOnProperty},
 };
+
+/// For messages; what is not ASCII cannot come from a file that is read.
+std::string Narrow(std::wstring_view text) {
+  std::string narrow;
+  std::transform(text.begin(), text.end(), std::back_inserter(narrow),
+                 [](wchar_t c) { return c > 0 && c < 128 ? static_cast<char>(c) : '?'; });
+  return narrow;
+}
 
 class MofReader {
  public:
-  // `platform` holds classes that may be used but are no part of the schema.
-  MofReader(std::wstring text, const std::string& file, const Schema& platform, Schema schema)
-      : m_parser(std::move(text), file),
-        m_classes(m_parser, [this](std::wstring_view name) { return FindClass(name); }),
-        m_platform(platform),
-        m_schema(std::move(schema)) {}
+  MofReader(std::wstring_view text, const std::string& file, Schema schema)
+      : m_lexer(text, L"\""), m_file(file), m_schema(std::move(schema)) {}
 
-  Schema Read();
+  Schema Read() {
+    while (!m_lexer.IsAtEnd()) ReadStatement();
+    return std::move(m_schema);
+  }
 
  private:
-  struct Pragma {
-    const wchar_t* name;
-    std::size_t leastArguments;
-    std::size_t mostArguments;
-    void (MofReader::*run)(const std::vector<MofToken>& arguments);
-  };
-
-  std::shared_ptr<const ClassDefinition> FindClass(std::wstring_view name) const;
-
-  void ReadStatement();
-  void ReadPragma();
-  void UseNamespace(const std::vector<MofToken>& arguments);
-  void UseClassFlags(const std::vector<MofToken>& arguments);
-  void DeleteClass(const std::vector<MofToken>& arguments);
-  void DeleteInstance(const std::vector<MofToken>& arguments);
-  void RequireFound(bool found, const std::vector<MofToken>& arguments) const;
-
-  void ReadInstance();
-  void ReadAssignment(InstanceDefinition& instance, const ClassDefinition& definition);
-  Value ReadReference(const Property& property);
-  void CheckGiven(const InstanceDefinition& instance, const ClassDefinition& definition, const MofToken& name) const;
-  std::wstring PathOf(const InstanceDefinition& instance, const ClassDefinition& definition) const;
-
-  void CheckProvider(const DeclaredClass& declared) const;
-  bool IsRegistered(const std::wstring& registration, const std::wstring& provider) const;
-
-  MofParser m_parser;
-  MofClassReader m_classes;
-  const Schema& m_platform;
-  Schema m_schema;
-  std::vector<DeclaredClass> m_declared;
-  std::vector<Alias> m_aliases;
-};
-
-const Value* GivenValue(const InstanceDefinition& instance, std::wstring_view name) {
-  const auto found = std::find_if(instance.values.begin(), instance.values.end(),
-                                  [&](const auto& value) { return SameText(value.first, name); });
-  return found == instance.values.end() ? nullptr : &found->second;
-}
-
-Schema MofReader::Read() {
-  while (m_parser.Current().kind != MofTokenKind::End) ReadStatement();
-  for (const UsedClass& used : m_classes.Used()) {
-    if (FindClass(used.name) == nullptr) m_parser.Refuse(used.position, L"unknown class '" + used.name + L"'");
+  [[noreturn]] void Refuse(const Token& token, const std::string& message) const {
+    throw MofError(m_file + ":" + std::to_string(token.line) + ":" + std::to_string(token.column) + ": " + message);
   }
-  for (const DeclaredClass& declared : m_declared) CheckProvider(declared);
-  return std::move(m_schema);
-}
-
-std::shared_ptr<const ClassDefinition> MofReader::FindClass(std::wstring_view name) const {
-  auto definition = m_schema.Find(name);
-  return definition == nullptr ? m_platform.Find(name) : definition;
-}
-
-void MofReader::ReadStatement() {
-  const MofPosition start = m_parser.Current().position;
-  if (m_parser.Accept(L'#')) return ReadPragma();
-  MofQualifiers qualifiers = m_parser.ReadQualifiers();
-  if (m_parser.AcceptWord(L"class")) {
-    m_declared.push_back(m_classes.Read(std::move(qualifiers)));
-    m_schema.classes.push_back(m_declared.back().definition);
-    return;
+  [[noreturn]] void RefuseCurrent(const std::string& expected) const {
+    const Token& token = m_lexer.Current();
+    if (token.kind == TokenKind::kBad) Refuse(token, Narrow(token.text));
+    Refuse(token, "expected " + expected + " instead of " +
+                      (m_lexer.IsAtEnd() ? "the file's end" : "'" + Narrow(token.text) + "'"));
   }
-  if (!qualifiers.items.empty()) m_parser.Refuse(start, L"only a class or its members may have qualifiers");
-  if (m_parser.AcceptWord(L"instance")) return ReadInstance();
-  m_parser.Refuse(start, L"expected 'class', 'instance of' or '#pragma'");
-}
-
-void MofReader::ReadPragma() {
-  static constexpr Pragma kPragmas[] = {{L"autorecover", 0, 0, nullptr},
-                                        {L"namespace", 1, 1, &MofReader::UseNamespace},
-                                        {L"classflags", 1, 4, &MofReader::UseClassFlags},
-                                        {L"deleteclass", 1, 2, &MofReader::DeleteClass},
-                                        {L"deleteinstance", 1, 2, &MofReader::DeleteInstance}};
-  if (!m_parser.AcceptWord(L"pragma")) m_parser.Refuse(m_parser.Current().position, L"expected 'pragma' behind '#'");
-  const MofToken name = m_parser.Expect(MofTokenKind::Identifier, L"a pragma");
-  std::vector<MofToken> arguments;
-  if (m_parser.Accept(L'(')) {
-    do {
-      arguments.push_back(m_parser.Take());
-    } while (m_parser.Accept(L','));
-    m_parser.Expect(L')');
+  Token Expect(TokenKind kind, const std::string& what) {
+    if (m_lexer.Current().kind != kind) RefuseCurrent(what);
+    return m_lexer.Take();
   }
-  const auto* const pragma = std::find_if(std::begin(kPragmas), std::end(kPragmas),
-                                          [&](const Pragma& known) { return SameText(known.name, name.text); });
-  if (pragma == std::end(kPragmas)) m_parser.Refuse(name, L"unknown pragma");
-  if (arguments.size() < pragma->leastArguments || arguments.size() > pragma->mostArguments) {
-    m_parser.Refuse(name, L"pragma", L"has a wrong number of arguments");
+  Token ExpectName(const std::string& what) { return Expect(TokenKind::kName, what); }
+  void Expect(wchar_t character) {
+    if (!m_lexer.Accept(character)) RefuseCurrent("'" + Narrow({&character, 1}) + "'");
   }
-  if (pragma->run != nullptr) (this->*pragma->run)(arguments);
-}
-
-void MofReader::UseNamespace(const std::vector<MofToken>& arguments) {
-  std::wstring_view path = arguments.front().text;
-  if (path.starts_with(L"\\\\.\\")) path.remove_prefix(4);
-  if (!SameText(path, L"root\\cimv2")) m_parser.Refuse(arguments.front(), L"namespace", L"is not root\\cimv2");
-}
-
-void MofReader::UseClassFlags(const std::vector<MofToken>& arguments) {
-  static constexpr const wchar_t* kFlags[] = {L"createonly", L"forceupdate", L"safeupdate", L"updateonly"};
-  for (const MofToken& argument : arguments) {
-    const bool known = std::any_of(std::begin(kFlags), std::end(kFlags),
-                                   [&](const wchar_t* flag) { return SameText(flag, argument.text); });
-    if (!known) m_parser.Refuse(argument, L"unknown class flag");
+  void Expect(std::wstring_view word) {
+    if (!m_lexer.Accept(word)) RefuseCurrent("'" + Narrow(word) + "'");
   }
-}
 
-void MofReader::DeleteClass(const std::vector<MofToken>& arguments) {
-  const auto erased = std::erase_if(
-      m_schema.classes, [&](const auto& definition) { return SameText(definition->name, arguments.front().text); });
-  RequireFound(erased != 0, arguments);
-}
-
-void MofReader::DeleteInstance(const std::vector<MofToken>& arguments) {
-  const auto erased = std::erase_if(m_schema.instances, [&](const InstanceDefinition& instance) {
-    return SameText(instance.path, arguments.front().text);
-  });
-  RequireFound(erased != 0, arguments);
-}
-
-void MofReader::RequireFound(bool found, const std::vector<MofToken>& arguments) const {
-  const bool mayLack = arguments.size() > 1 && SameText(arguments[1].text, L"nofail");
-  if (arguments.size() > 1 && !mayLack && !SameText(arguments[1].text, L"fail")) {
-    m_parser.Refuse(arguments[1], L"expected 'fail' or 'nofail' instead of");
+  std::shared_ptr<const ClassDefinition> ExpectClass() {
+    const Token name = ExpectName("a class");
+    auto definition = m_schema.Find(name.text);
+    if (definition == nullptr) Refuse(name, "unknown class '" + Narrow(name.text) + "'");
+    return definition;
   }
-  if (!found && !mayLack) m_parser.Refuse(arguments.front(), L"there is no", L"to delete");
-}
 
-void MofReader::ReadInstance() {
-  if (!m_parser.AcceptWord(L"of")) m_parser.Refuse(m_parser.Current().position, L"expected 'of' behind 'instance'");
-  const MofToken name = m_parser.Expect(MofTokenKind::Identifier, L"a class name");
-  const auto definition = FindClass(name.text);
-  if (definition == nullptr) m_parser.Refuse(name, L"unknown class");
-  InstanceDefinition instance;
-  instance.className = definition->name;
-  if (m_parser.AcceptWord(L"as")) {
-    const MofToken alias = m_parser.Expect(MofTokenKind::Alias, L"an alias");
-    for (const Alias& known : m_aliases) {
-      if (SameText(known.name, alias.text)) m_parser.Refuse(alias, L"alias", L"is given twice");
+  void ReadStatement() {
+    if (m_lexer.Accept(L'#')) return ReadPragma();
+    if (m_lexer.Accept(L"instance")) return ReadInstance();
+    const std::vector<Qualifier> qualifiers = ReadQualifiers();
+    CheckScope(kOnClass);
+    if (!m_lexer.Accept(L"class")) RefuseCurrent("'class', 'instance of' or '#pragma'");
+    ReadClass(qualifiers);
+  }
+
+  void ReadPragma() {
+    Expect(L"pragma");
+    const Token name = ExpectName("a pragma");
+    if (SameText(name.text, L"autorecover")) return;
+    Expect(L'(');
+    const Token argument = Expect(TokenKind::kText, "a text");
+    if (SameText(name.text, L"namespace")) {
+      if (!SameText(argument.text, L"\\\\.\\root\\cimv2")) Refuse(argument, "the namespace is not root\\cimv2");
+    } else if (SameText(name.text, L"classflags")) {
+      if (!SameText(argument.text, L"forceupdate")) Refuse(argument, "unknown class flag");
+    } else {
+      ReadDeletion(name, argument.text);
     }
-    instance.alias = alias.text;
+    Expect(L')');
   }
-  m_parser.Expect(L'{');
-  while (!m_parser.Accept(L'}')) ReadAssignment(instance, *definition);
-  m_parser.Expect(L';');
-  CheckGiven(instance, *definition, name);
-  instance.path = PathOf(instance, *definition);
-  if (!instance.alias.empty()) m_aliases.push_back({instance.alias, definition, instance.path});
-  m_schema.instances.push_back(std::move(instance));
-}
 
-void MofReader::ReadAssignment(InstanceDefinition& instance, const ClassDefinition& definition) {
-  const MofToken name = m_parser.Expect(MofTokenKind::Identifier, L"a property name");
-  const Property* property = definition.Find(name.text);
-  if (property == nullptr) m_parser.Refuse(name, L"property", L"is not declared by class '" + definition.name + L"'");
-  if (GivenValue(instance, name.text) != nullptr) m_parser.Refuse(name, L"property", L"is given twice");
-  m_parser.Expect(L'=');
-  Value value = m_parser.Current().kind == MofTokenKind::Alias
-                    ? ReadReference(*property)
-                    : m_parser.ReadValueOf(property->type, L"'" + property->name + L"'");
-  instance.values.emplace_back(property->name, std::move(value));
-  m_parser.Expect(L';');
-}
-
-Value MofReader::ReadReference(const Property& property) {
-  const MofToken alias = m_parser.Take();
-  const auto target = std::find_if(m_aliases.begin(), m_aliases.end(),
-                                   [&](const Alias& known) { return SameText(known.name, alias.text); });
-  if (target == m_aliases.end()) m_parser.Refuse(alias, L"unknown alias");
-  if (property.type != CIM_REFERENCE || !target->definition->IsA(property.reference)) {
-    m_parser.Refuse(alias, L"alias", L"is no reference that '" + property.name + L"' takes");
+  void ReadDeletion(const Token& pragma, const std::wstring& name) {
+    const bool isClass = SameText(pragma.text, L"deleteclass");
+    if (!isClass && !SameText(pragma.text, L"deleteinstance")) Refuse(pragma, "unknown pragma");
+    Expect(L',');
+    Expect(L"nofail");
+    if (isClass) {
+      std::erase_if(m_schema.classes, [&](const auto& known) { return SameText(known->name, name); });
+    } else {
+      std::erase_if(m_schema.instances, [&](const auto& known) { return SameText(known.path, name); });
+    }
   }
-  return target->name;
-}
 
-void MofReader::CheckGiven(const InstanceDefinition& instance, const ClassDefinition& definition,
-                           const MofToken& name) const {
-  for (const Property& property : definition.properties) {
-    if (!property.IsKey() && !property.Has(L"not_null")) continue;
-    const Value* value = GivenValue(instance, property.name);
-    if (value != nullptr && !std::holds_alternative<std::monostate>(*value)) continue;
-    m_parser.Refuse(name, L"instance of", L"lacks a value for '" + property.name + L"'");
+  void ReadInstance() {
+    Expect(L"of");
+    const Token start = m_lexer.Current();
+    const auto definition = ExpectClass();
+    InstanceDefinition instance{definition->name, {}, {}};
+    for (const Property& property : definition->properties) instance.values[property.name] = property.initial;
+    const std::wstring alias = m_lexer.Accept(L"as") ? ReadAlias() : L"";
+    Expect(L'{');
+    while (!m_lexer.Accept(L'}')) ReadAssignment(instance, *definition);
+    Expect(L';');
+    const Property* const key = definition->FindKey();
+    const auto* const text = key == nullptr ? nullptr : std::get_if<std::wstring>(&instance.values[key->name]);
+    if (text == nullptr) Refuse(start, "the instance has no value for its key");
+    instance.path = definition->name + L"." + key->name + L"=" + Quoted(*text);
+    if (!alias.empty()) m_aliases[alias] = instance.path;
+    m_schema.instances.push_back(std::move(instance));
   }
-}
 
-std::wstring MofReader::PathOf(const InstanceDefinition& instance, const ClassDefinition& definition) const {
-  std::wstring path;
-  for (const Property& property : definition.properties) {
-    if (!property.IsKey()) continue;
-    const Value& value = *GivenValue(instance, property.name);
-    const auto* text = std::get_if<std::wstring>(&value);
-    const auto* number = std::get_if<std::int64_t>(&value);
-    const auto alias = std::find_if(m_aliases.begin(), m_aliases.end(),
-                                    [&](const Alias& known) { return text != nullptr && known.name == *text; });
-    const bool resolves = property.type == CIM_REFERENCE && alias != m_aliases.end();
-    path += (path.empty() ? definition.name + L"." : L",") + property.name + L"=";
-    if (number != nullptr) path += std::to_wstring(*number);
-    if (text != nullptr) path += Quoted(resolves ? alias->path : *text);
+  std::wstring ReadAlias() {
+    Expect(L'$');
+    return ExpectName("an alias").text;
   }
-  return path;
-}
 
-// The service takes a class whose provider is not registered, and then answers every request with an error.
-void MofReader::CheckProvider(const DeclaredClass& declared) const {
-  const std::wstring provider = declared.definition->Provider();
-  if (provider.empty()) return;
-  const std::wstring what = L"provider '" + provider + L"' of class '" + declared.definition->name + L"' ";
-  if (m_schema.ProviderClassId(provider).empty()) {
-    m_parser.Refuse(declared.position, what + L"is named by no instance of __Win32Provider");
+  void ReadAssignment(InstanceDefinition& instance, const ClassDefinition& definition) {
+    const Token name = ExpectName("a property");
+    const Property* const property = definition.Find(name.text);
+    if (property == nullptr) Refuse(name, "the class does not declare '" + Narrow(name.text) + "'");
+    Expect(L'=');
+    instance.values[property->name] = property->reference.empty() ? ReadValue(*property) : ReadReference(*property);
+    Expect(L';');
   }
-  if (!IsRegistered(L"__InstanceProviderRegistration", provider)) {
-    m_parser.Refuse(declared.position, what + L"is not registered for instances");
+
+  std::wstring ReadReference(const Property& property) {
+    const Token start = m_lexer.Current();
+    std::wstring path = m_aliases[ReadAlias()];
+    if (!path.starts_with(property.reference + L".")) Refuse(start, "the alias does not name what the property takes");
+    return path;
   }
-  if (!declared.definition->methods.empty() && !IsRegistered(L"__MethodProviderRegistration", provider)) {
-    m_parser.Refuse(declared.position, what + L"is not registered for methods");
+
+  Value ReadValue(const Property& property) {
+    const CimType& type = CimTypeOf(property.type);
+    const Token start = m_lexer.Current();
+    Value value = ReadLiteral(type.kind);
+    const auto* const number = std::get_if<std::int64_t>(&value);
+    if (number != nullptr && (*number < type.minimum || *number > type.maximum)) Refuse(start, "value out of range");
+    return value;
   }
-}
 
-bool MofReader::IsRegistered(const std::wstring& registration, const std::wstring& provider) const {
-  const std::wstring path = registration + L".provider=" + Quoted(L"__Win32Provider.Name=" + Quoted(provider));
-  return std::any_of(m_schema.instances.begin(), m_schema.instances.end(),
-                     [&](const InstanceDefinition& instance) { return SameText(instance.path, path); });
-}
-
-const Schema& PlatformSchema() {
-  static const Schema schema = MofReader(WideText(kPlatformClasses), "platform classes", Schema(), Schema()).Read();
-  return schema;
-}
-
-std::string FromUtf16(std::string_view bytes, bool bigEndian) {
-  std::wstring text;
-  for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-    const auto first = static_cast<unsigned char>(bytes[at]);
-    const auto second = static_cast<unsigned char>(bytes[at + 1]);
-    text += static_cast<wchar_t>(bigEndian ? first << 8 | second : second << 8 | first);
+  Value ReadLiteral(ValueKind kind) {
+    if (kind == ValueKind::kNumber) return Expect(TokenKind::kNumber, "a number").number;
+    if (kind == ValueKind::kText) return ReadText();
+    if (m_lexer.Accept(L"true")) return true;
+    if (m_lexer.Accept(L"false")) return false;
+    RefuseCurrent("TRUE or FALSE");
   }
-  return NarrowText(text);
-}
 
-std::string Utf8Of(const std::string& bytes) {
-  const std::string_view view = bytes;
-  if (view.starts_with("\xFF\xFE")) return FromUtf16(view.substr(2), false);
-  if (view.starts_with("\xFE\xFF")) return FromUtf16(view.substr(2), true);
-  return std::string(view.starts_with("\xEF\xBB\xBF") ? view.substr(3) : view);
-}
+  /// Literals that stand side by side are one text.
+  std::wstring ReadText() {
+    std::wstring text = Expect(TokenKind::kText, "a text").text;
+    while (m_lexer.Current().kind == TokenKind::kText) text += m_lexer.Take().text;
+    return text;
+  }
+
+  /// What stands in brackets before a declaration; CheckScope has to follow as soon as its kind is known.
+  std::vector<Qualifier> ReadQualifiers() {
+    std::vector<Qualifier> qualifiers;
+    m_scopes.clear();
+    if (!m_lexer.Accept(L'[')) return qualifiers;
+    do {
+      const Token name = ExpectName("a qualifier");
+      const auto* const rule = std::find_if(std::begin(kQualifiers), std::end(kQualifiers),
+                                            [&](const auto& known) { return SameText(known.name, name.text); });
+      if (rule == std::end(kQualifiers)) Refuse(name, "unknown qualifier '" + Narrow(name.text) + "'");
+      m_scopes.emplace_back(name, rule->scopes);
+      qualifiers.push_back({name.text, ReadQualifierValue(rule->kind)});
+    } while (m_lexer.Accept(L','));
+    Expect(L']');
+    return qualifiers;
+  }
+
+  /// A flag has none: some readers of a schema take one that is there for true, whatever its value.
+  Value ReadQualifierValue(ValueKind kind) {
+    if (kind == ValueKind::kFlag) return true;
+    const bool isList = kind == ValueKind::kTexts;
+    std::vector<std::wstring> texts;
+    Expect(isList ? L'{' : L'(');
+    Value value = isList ? Value() : ReadLiteral(kind);
+    if (isList) {
+      do {
+        texts.push_back(ReadText());
+      } while (m_lexer.Accept(L','));
+      value = std::move(texts);
+    }
+    Expect(isList ? L'}' : L')');
+    return value;
+  }
+
+  void CheckScope(Scope scope) const {
+    for (const auto& [name, scopes] : m_scopes) {
+      if ((scopes & scope) == 0) Refuse(name, "qualifier '" + Narrow(name.text) + "' does not belong here");
+    }
+  }
+
+  void ReadClass(const std::vector<Qualifier>& qualifiers) {
+    const Token name = ExpectName("a class name");
+    if (m_schema.Find(name.text) != nullptr) Refuse(name, "the class is declared twice");
+    auto definition = std::make_shared<ClassDefinition>();
+    definition->name = name.text;
+    definition->qualifiers = qualifiers;
+    Expect(L'{');
+    while (!m_lexer.Accept(L'}')) ReadMember(*definition);
+    Expect(L';');
+    if (definition->Has(L"dynamic")) CheckServed(*definition, name);
+    m_schema.classes.push_back(std::move(definition));
+  }
+
+  /// The service takes a class whose provider is not registered, and then answers every request with an error.
+  void CheckServed(const ClassDefinition& definition, const Token& name) const {
+    const std::wstring provider = definition.Provider();
+    if (definition.FindKey() == nullptr) Refuse(name, "the dynamic class has no key");
+    if (m_schema.ProviderClassId(provider).empty()) Refuse(name, "no instance of __Win32Provider is its provider");
+    if (m_schema.FindRegistration(L"__InstanceProviderRegistration", provider) == nullptr) {
+      Refuse(name, "its provider is not registered for instances");
+    }
+    if (!definition.methods.empty() &&
+        m_schema.FindRegistration(L"__MethodProviderRegistration", provider) == nullptr) {
+      Refuse(name, "its provider is not registered for methods");
+    }
+  }
+
+  /// Type, name and qualifiers, as properties, parameters and methods begin.
+  Property ReadDeclaration() {
+    Property property;
+    property.qualifiers = ReadQualifiers();
+    const CimType* const type = FindCimType(m_lexer.Current().text);
+    property.type = type == nullptr ? kReferenceType.type : type->type;
+    if (type != nullptr) {
+      m_lexer.Take();
+    } else {
+      property.reference = ExpectClass()->name;
+      Expect(kReferenceType.name);
+    }
+    property.name = ExpectName("a name").text;
+    return property;
+  }
+
+  void ReadMember(ClassDefinition& definition) {
+    const Token start = m_lexer.Current();
+    Property property = ReadDeclaration();
+    if (definition.Find(property.name) != nullptr || definition.FindMethod(property.name) != nullptr) {
+      Refuse(start, "'" + Narrow(property.name) + "' is declared twice");
+    }
+    const bool isMethod = m_lexer.Accept(L'(');
+    CheckScope(isMethod ? kOnMethod : kOnProperty);
+    if (isMethod) {
+      definition.methods.push_back(ReadMethod(std::move(property)));
+    } else {
+      if (m_lexer.Accept(L'=')) property.initial = ReadValue(property);
+      definition.properties.push_back(std::move(property));
+    }
+    Expect(L';');
+  }
+
+  /// From behind the bracket that opens the parameters.
+  Method ReadMethod(Property declared) {
+    auto in = std::make_shared<ClassDefinition>();
+    auto out = std::make_shared<ClassDefinition>();
+    in->name = out->name = L"__PARAMETERS";
+    for (std::int64_t id = 0; !m_lexer.Accept(L')'); ++id) {
+      if (id > 0) Expect(L',');
+      const Token start = m_lexer.Current();
+      Property parameter = ReadDeclaration();
+      CheckScope(kOnParameter);
+      if (m_lexer.Accept(L'=')) parameter.initial = ReadValue(parameter);
+      const Qualifier* const given = FindQualifier(parameter.qualifiers, L"id");
+      if (given != nullptr && given->value != Value(id)) Refuse(start, "the parameters' IDs do not run from 0");
+      if (parameter.Has(L"in") == parameter.Has(L"out")) Refuse(start, "the parameter is not one of 'in' and 'out'");
+      (parameter.Has(L"in") ? in : out)->properties.push_back(std::move(parameter));
+    }
+    out->properties.push_back({L"ReturnValue", declared.type, {}, {}, {}});
+    if (in->properties.empty()) in = nullptr;
+    return {std::move(declared.name), std::move(declared.qualifiers), std::move(in), std::move(out)};
+  }
+
+  Lexer m_lexer;
+  const std::string& m_file;
+  Schema m_schema;
+  std::map<std::wstring, std::wstring> m_aliases;    ///< without their '$', to paths
+  std::vector<std::pair<Token, unsigned>> m_scopes;  ///< of the qualifiers read last
+};
 
 }  // namespace
 
 void ReadMof(std::string_view text, const std::string& file, Schema& schema) {
   std::wstring wide;
-  try {
-    wide = WideText(text);
-  } catch (const std::range_error&) {
-    throw MofError(file, 1, 1, "the file is neither UTF-8 nor UTF-16 with a byte order mark");
+  for (const char c : text) wide += static_cast<wchar_t>(static_cast<unsigned char>(c));
+  if (std::any_of(wide.begin(), wide.end(), [](wchar_t c) { return c > 127; })) {
+    throw MofError(file + ":1:1: the file is not plain ASCII");
   }
-  schema = MofReader(std::move(wide), file, PlatformSchema(), schema).Read();
+  schema = MofReader(wide, file, schema).Read();
 }
 
 void ReadMofFile(const std::wstring& path, Schema& schema) {
-  const std::string name = NarrowText(path);
-  std::ifstream file(path.c_str(), std::ios::binary);
-  if (!file) throw MofError(name, 1, 1, "the file cannot be read");
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  ReadMof(Utf8Of(bytes), name, schema);
+  std::ifstream file(std::filesystem::path(path), std::ios::binary);
+  if (!file) throw MofError(Narrow(path) + ":1:1: the file cannot be read");
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  ReadMof(text, Narrow(path), schema);
 }
 
 }  // namespace lab

@@ -1,14 +1,21 @@
-// What the namespace's schema says of its providers.
+// The classes of the namespace root\cimv2.
 #pragma once
 
-#include "lab/wmi/wbemhost.h"
+#include <memory>
+#include <string_view>
+
+#include "lab/schema/schema.h"
 
 namespace lab {
 
-enum class Capability { kGet, kPut, kDelete, kEnumerate, kMethods };
+/// The namespace's schema: platform.mof of the lab and qvrnwmiprovider.mof, both from the folder of the module that
+/// this code is linked into, read once per process. Throws MofError.
+const Schema& NamespaceSchema();
 
-/// Whether `schema` registers the provider named `provider` for a kind of request. Absent settings mean what they mean
-/// to the service: enumeration is supported, the rest is not.
-bool IsCapable(const Schema& schema, const std::wstring& provider, Capability capability);
+/// The class as requests see it, overrides included; null for an unknown one. Throws MofError.
+std::shared_ptr<const ClassDefinition> FindClass(std::wstring_view className);
+
+/// Replaces a class of the schema for this process (a lax variant, for tests); null brings all originals back.
+void OverrideClass(std::shared_ptr<const ClassDefinition> definition);
 
 }  // namespace lab

@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "lab/schema/schema.h"
+#include "platform/wmi.h"
 
 namespace lab {
 
-/// Holds a copy of the qualifiers; writes answer WBEM_E_NOT_SUPPORTED.
+/// Holds a copy of the qualifiers. Everything but Get answers WBEM_E_NOT_SUPPORTED.
 Microsoft::WRL::ComPtr<IWbemQualifierSet> MakeQualifierSet(std::vector<Qualifier> qualifiers);
 
 }  // namespace lab

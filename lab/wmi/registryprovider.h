@@ -5,8 +5,8 @@
 
 namespace lab {
 
-/// Runs a static method of StdRegProv; anything but GetStringValue is WBEM_E_METHOD_NOT_IMPLEMENTED. The reply holds
-/// the out-parameters: ReturnValue 0 with sValue, or the Win32 error alone.
+/// Runs StdRegProv's only method, a static one. The reply holds the out-parameters: ReturnValue 0 with sValue (at most
+/// kPathChars - 1 characters), or the Win32 error alone. hDefKey is not looked at.
 Reply ExecRegistryMethod(const Method& method, IWbemClassObject* parameters);
 
 }  // namespace lab

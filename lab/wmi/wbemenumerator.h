@@ -6,8 +6,8 @@
 
 namespace lab {
 
-/// An enumerator over the objects of a reply; a failed status comes after the last of them, as in a semisynchronous
-/// call. With WBEM_FLAG_FORWARD_ONLY it can neither be cloned nor reset.
-Microsoft::WRL::ComPtr<IEnumWbemClassObject> MakeEnumerator(Reply reply, LONG flags);
+/// An enumerator over the objects of a reply, for one thread at a time; a failed status comes after the last of them,
+/// as in a semisynchronous call. NextAsync answers WBEM_E_NOT_SUPPORTED.
+Microsoft::WRL::ComPtr<IEnumWbemClassObject> MakeEnumerator(Reply reply);
 
 }  // namespace lab

@@ -2,10 +2,9 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <vector>
 
-#include "lab/schema/schema.h"
+#include "lab/schema/namespaceschema.h"
 #include "platform/wmi.h"
 
 namespace lab {
@@ -16,16 +15,6 @@ IClassFactory* LocatorClassFactory();
 /// The namespace root\cimv2: one object per process, never freed, serving whatever machine HKEY_LOCAL_MACHINE shows at
 /// the moment of a call. Null while the schema cannot be read; why stands on standard error and in the journal.
 IWbemServices* Namespace();
-
-/// The namespace's schema: platform.mof of the lab and qvrnwmiprovider.mof, both from the folder of the module that
-/// this code is linked into, read once per process. Throws MofError.
-const Schema& NamespaceSchema();
-
-/// The class as requests see it, overrides included; null for an unknown one. Throws MofError.
-std::shared_ptr<const ClassDefinition> FindClass(std::wstring_view className);
-
-/// Replaces a class of the schema for this process (a lax variant, for tests); null brings all originals back.
-void OverrideClass(std::shared_ptr<const ClassDefinition> definition);
 
 /// Runs `request` as the service does: on a fresh thread in the multithreaded apartment that carries a call context
 /// and, once CoImpersonateClient is called, an impersonation token of the given level (1 Anonymous .. 4 Delegate; 0

@@ -107,8 +107,14 @@ HRESULT CMuxPhysicalAdapter::RemoveMiniport(const GUID* miniportGuid) noexcept {
   if (SUCCEEDED(hr)) {
     GUID guid = {};
     miniport->GetMiniportGUID(&guid);
-    m_removed.ListInsert(miniport, guid);
-    hr = miniport->DeInstall();
+    hr = m_removed.ListInsert(miniport, guid);
+    if (SUCCEEDED(hr)) {
+      hr = miniport->DeInstall();
+    } else {
+      // What cannot be recorded stays installed, and its entry stays with it.
+      if (m_team == miniport) m_team = nullptr;
+      delete miniport;
+    }
   }
   NotifyTrace(kTraceFunction, L"<--CMuxPhysicalAdapter::RemoveMiniport(HRESULT = %x).\n", hr);
   return hr;

@@ -34,7 +34,8 @@ class CMuxPhysicalAdapter {
   void GetTeamGuid(GUID* teamGuid) const noexcept;
 
   /// Takes a miniport out of the list (the newest entry for null) and uninstalls it. 0x80070490 when there is no such
-  /// miniport; otherwise the result of its DeInstall.
+  /// miniport; 0x80070008, with the miniport still installed, when memory is short; otherwise the result of its
+  /// DeInstall.
   HRESULT RemoveMiniport(const GUID* miniportGuid) noexcept;
 
   /// Records added and removed miniports in the adapter's UpperBindings; ActionRemove deletes the adapter's key as

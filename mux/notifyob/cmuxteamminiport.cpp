@@ -13,10 +13,12 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-bool ReadTeamType(const RegistryKey& key, DWORD& type) noexcept {
+void ReadTeamType(const RegistryKey& key, DWORD& type) noexcept {
+  DWORD stored[2] = {};  // with room for a terminator that the platform may write behind text
   DWORD bytes = sizeof type;
-  return ::RegQueryValueExW(key.Get(), kTeamType, nullptr, nullptr, reinterpret_cast<BYTE*>(&type), &bytes) ==
-         ERROR_SUCCESS;
+  const LSTATUS status =
+      ::RegQueryValueExW(key.Get(), kTeamType, nullptr, nullptr, reinterpret_cast<BYTE*>(stored), &bytes);
+  if (status == ERROR_SUCCESS) type = stored[0];
 }
 
 }  // namespace

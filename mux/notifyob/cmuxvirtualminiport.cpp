@@ -24,7 +24,7 @@ struct ClassSetup {
       NotifyTrace(kTraceError, L"   QueryNetCfgClass failed.\n");
       return hr;
     }
-    hr = networkClass.As(&setup);
+    hr = QueryFor(networkClass.Get(), setup);
     if (FAILED(hr)) NotifyTrace(kTraceError, L"   QueryInterface failed.\n");
     return hr;
   }

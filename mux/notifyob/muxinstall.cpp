@@ -77,7 +77,7 @@ HRESULT AcquireNetCfg(INetCfg** netCfg, wchar_t** lockedBy) noexcept {
 void ReleaseNetCfg(INetCfg* netCfg) noexcept {
   if (SUCCEEDED(netCfg->Uninitialize())) {
     ComPtr<INetCfgLock> lock;
-    if (SUCCEEDED(netCfg->QueryInterface(IID_PPV_ARGS(&lock)))) lock->ReleaseWriteLock();
+    if (SUCCEEDED(QueryFor(netCfg, lock))) lock->ReleaseWriteLock();
   }
   netCfg->Release();
   ::CoUninitialize();

@@ -29,7 +29,6 @@ constexpr wchar_t kPhysicalAdapterId[] = L"QVX4\\Halvex_Eth";
 constexpr HRESULT kAdapterNotFound = static_cast<HRESULT>(0x8004A027);  // NETCFG_E_ADAPTER_NOT_FOUND
 constexpr HRESULT kRefused = static_cast<HRESULT>(0x800400FF);
 constexpr DWORD kMiniportLimit = 4096;
-constexpr DWORD kTeamNameBytes = 520;
 
 bool IsMissing(const wchar_t* text) noexcept { return text == nullptr || *text == L'\0'; }
 
@@ -238,9 +237,8 @@ bool IsTeamAdapter(const CMuxPhysicalAdapter& adapter) noexcept {
     NotifyTrace(kTraceError, kParamKeyFailure);
     return false;
   }
-  BYTE teamName[kTeamNameBytes];
-  DWORD bytes = sizeof teamName;
-  return ::RegQueryValueExW(key.Get(), kTeamName, nullptr, nullptr, teamName, &bytes) == ERROR_SUCCESS;
+  wchar_t teamName[kPathChars];
+  return key.ReadText(kTeamName, teamName) == ERROR_SUCCESS;
 }
 
 }  // namespace qvrn

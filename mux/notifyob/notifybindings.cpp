@@ -78,7 +78,7 @@ void SwitchPath(INetCfgBindingPath* path, BOOL enable, BindingBackup& backup) no
 
 HRESULT EnumeratePathsAbove(INetCfgComponent* adapter, ComPtr<IEnumNetCfgBindingPath>& paths) noexcept {
   ComPtr<INetCfgComponentBindings> bindings;
-  const HRESULT hr = adapter->QueryInterface(IID_PPV_ARGS(&bindings));
+  const HRESULT hr = QueryFor(adapter, bindings);
   return FAILED(hr) ? hr : bindings->EnumBindingPaths(EBP_ABOVE, &paths);
 }
 

@@ -4,6 +4,7 @@
 
 #include <wrl/client.h>
 
+#include "mux/notifyob/notifysupport.h"
 #include "mux/notifyob/notifytrace.h"
 #include "platform/comtext.h"
 
@@ -36,9 +37,10 @@ HRESULT OpenNetCfg(bool writeLock, const LockPatience& patience, const wchar_t* 
   *lockedBy = nullptr;
   ComPtr<INetCfg> created;
   HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&created));
+  if (SUCCEEDED(hr) && created == nullptr) hr = E_FAIL;
   ComPtr<INetCfgLock> lock;
   if (SUCCEEDED(hr) && writeLock) {
-    hr = created.As(&lock);
+    hr = QueryFor(created.Get(), lock);
     TaskText holder;
     if (SUCCEEDED(hr)) hr = TakeWriteLock(lock.Get(), patience, clientName, holder);
     *lockedBy = holder.Release();
@@ -61,7 +63,7 @@ HRESULT ReleaseNetCfg(INetCfg* netCfg, BOOL hasWriteLock) noexcept {
   HRESULT hr = netCfg->Uninitialize();
   if (SUCCEEDED(hr) && hasWriteLock) {
     ComPtr<INetCfgLock> lock;
-    hr = netCfg->QueryInterface(IID_PPV_ARGS(&lock));
+    hr = QueryFor(netCfg, lock);
     if (SUCCEEDED(hr)) {
       lock->ReleaseWriteLock();
       // A probe: whoever waits for the lock gets time to do its work before this client may come back.

@@ -53,25 +53,23 @@ HRESULT OpenParamKey(INetCfgComponent* component, const wchar_t* failureText, Re
 
 HRESULT ReadBounded(const RegistryKey& key, const wchar_t* valueName, void* buffer, DWORD* sizeBytes) noexcept {
   DWORD bytes = 0;
-  if (::RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, nullptr, &bytes) != ERROR_SUCCESS) return E_INVALIDARG;
+  if (key.ValueBytes(valueName, bytes) != ERROR_SUCCESS) return E_INVALIDARG;
   if (bytes == 0) return E_ABORT;
   if (bytes > kMaxParamBytes) return E_OUTOFMEMORY;
-  if (::RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, static_cast<BYTE*>(buffer), &bytes) != ERROR_SUCCESS) {
-    return E_ABORT;
-  }
+  // With room for a terminator that the platform may write, which the caller's buffer need not have.
+  BYTE data[kMaxParamBytes + sizeof(wchar_t)];
+  bytes = kMaxParamBytes;
+  const LSTATUS status = ::RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, data, &bytes);
+  if (status != ERROR_SUCCESS) return status == ERROR_MORE_DATA ? E_OUTOFMEMORY : E_ABORT;
+  std::memcpy(buffer, data, bytes);
   *sizeBytes = bytes;
   return S_OK;
 }
 
-// The bytes of UpperBindings as they are stored.
-LONG ReadUpperBindings(HKEY key, std::vector<BYTE>& data) {
-  DWORD bytes = 0;
-  LONG status = ::RegQueryValueExW(key, kUpperBindings, nullptr, nullptr, nullptr, &bytes);
-  if (status != ERROR_SUCCESS) return status;
-  data.assign(bytes, 0);
-  status = ::RegQueryValueExW(key, kUpperBindings, nullptr, nullptr, data.data(), &bytes);
-  data.resize(std::min<std::size_t>(bytes, data.size()));
-  return status;
+// UpperBindings as it is stored, an odd last byte included, and its size; at least two zero characters lie behind.
+LONG ReadUpperBindings(HKEY key, std::vector<wchar_t>& data, DWORD& bytes) {
+  const LONG status = ::RegQueryValueExW(key, kUpperBindings, nullptr, nullptr, nullptr, &bytes);
+  return status == ERROR_SUCCESS ? ReadWholeValue(key, kUpperBindings, bytes, data) : status;
 }
 
 LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept {
@@ -79,16 +77,13 @@ LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept 
                           static_cast<DWORD>(bytes));
 }
 
-// The entries of `data` that differ from `entry`, each with its terminator, in a zeroed buffer that holds at least as
-// many bytes as `data`. An empty entry is an entry like any other.
-std::vector<wchar_t> EntriesWithout(const std::vector<BYTE>& data, const wchar_t* entry) {
-  const std::size_t chars = data.size() / sizeof(wchar_t);
-  std::vector<wchar_t> source(chars + 1, L'\0');
-  if (chars != 0) std::memcpy(source.data(), data.data(), chars * sizeof(wchar_t));
-  std::vector<wchar_t> kept(source.size() + 1, L'\0');
+// The entries of the first `chars` characters that differ from `entry`, each with its terminator, in a zeroed buffer of
+// at least that many characters. An empty entry is an entry like any other.
+std::vector<wchar_t> EntriesWithout(const std::vector<wchar_t>& data, std::size_t chars, const wchar_t* entry) {
+  std::vector<wchar_t> kept(data.size(), L'\0');
   auto end = kept.begin();
   for (std::size_t position = 0; position < chars;) {
-    const wchar_t* text = source.data() + position;
+    const wchar_t* text = data.data() + position;
     const std::size_t length = std::wcslen(text) + 1;
     if (::_wcsicmp(text, entry) != 0) end = std::copy_n(text, length, end);
     position += length;
@@ -144,31 +139,35 @@ LONG DeleteRegistryParams(INetCfgComponent* component, const wchar_t* valueName)
 }
 
 LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept try {
-  std::vector<BYTE> old;
-  const LONG status = ReadUpperBindings(key, old);
+  std::vector<wchar_t> data;
+  DWORD bytes = 0;
+  const LONG status = ReadUpperBindings(key, data, bytes);
   if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return status;
-  if (old.empty()) old.assign(sizeof(wchar_t), 0);
-
-  const std::size_t entryBytes = (std::wcslen(entry) + 1) * sizeof(wchar_t);
+  if (status != ERROR_SUCCESS || bytes == 0) {
+    bytes = sizeof(wchar_t);
+    data.assign(2, L'\0');
+  }
   // RegSetValueExW looks at the character behind text that lacks its terminator: there is one.
-  std::vector<BYTE> data(entryBytes + old.size() + sizeof(wchar_t), 0);
-  std::memcpy(data.data(), entry, entryBytes);
-  std::memcpy(data.data() + entryBytes, old.data(), old.size());
-  return WriteUpperBindings(key, data.data(), entryBytes + old.size());
+  const std::size_t entryChars = std::wcslen(entry) + 1;
+  data.insert(data.begin(), entry, entry + entryChars);
+  return WriteUpperBindings(key, data.data(), entryChars * sizeof(wchar_t) + bytes);
 } catch (const std::bad_alloc&) {
   return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept try {
-  std::vector<BYTE> old;
-  const LONG status = ReadUpperBindings(key, old);
+  std::vector<wchar_t> data;
+  DWORD bytes = 0;
+  const LONG status = ReadUpperBindings(key, data, bytes);
   if (status != ERROR_SUCCESS) return status;
 
-  const std::vector<wchar_t> kept = EntriesWithout(old, entry);
+  const std::size_t chars = bytes / sizeof(wchar_t);
+  data[chars] = L'\0';  // an odd last byte is part of no entry
+  const std::vector<wchar_t> kept = EntriesWithout(data, chars, entry);
   const auto removed = static_cast<std::ptrdiff_t>((std::wcslen(entry) + 1) * sizeof(wchar_t));
-  const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(old.size()) - removed;
-  if (bytes <= static_cast<std::ptrdiff_t>(sizeof(wchar_t))) return ::RegDeleteValueW(key, kUpperBindings);
-  return WriteUpperBindings(key, kept.data(), static_cast<std::size_t>(bytes));
+  const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(bytes) - removed;
+  if (left <= static_cast<std::ptrdiff_t>(sizeof(wchar_t))) return ::RegDeleteValueW(key, kUpperBindings);
+  return WriteUpperBindings(key, kept.data(), static_cast<std::size_t>(left));
 } catch (const std::bad_alloc&) {
   return ERROR_NOT_ENOUGH_MEMORY;
 }

@@ -14,6 +14,13 @@
 
 namespace qvrn {
 
+/// QueryInterface; E_FAIL where it succeeds without an interface.
+template <typename Interface>
+HRESULT QueryFor(IUnknown* object, Microsoft::WRL::ComPtr<Interface>& found) noexcept {
+  const HRESULT hr = object->QueryInterface(IID_PPV_ARGS(found.ReleaseAndGetAddressOf()));
+  return SUCCEEDED(hr) && found == nullptr ? E_FAIL : hr;
+}
+
 /// The next element of one of the network configuration's enumerations. False at its end, and for a failure.
 template <typename Enumerator, typename Element>
 bool FetchNext(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element) noexcept {

@@ -1,5 +1,6 @@
 #include "tests/endtoend/installedlab.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -120,12 +121,9 @@ Snapshot InstalledLab::Adapters() {
 
 std::wstring InstalledLab::InstanceKey(const wchar_t* subkey) { return kClassKey + (L"\\" + std::wstring(subkey)); }
 
-DWORD InstalledLab::Restarts() {
-  RegistryKey key;
-  DWORD count = 0;
-  const std::wstring path = std::wstring(lab::kLabKey) + L"\\Restarts";
-  if (key.Open(HKEY_LOCAL_MACHINE, path.c_str(), KEY_READ) == ERROR_SUCCESS) key.CountValues(count);
-  return count;
+std::ptrdiff_t InstalledLab::Restarts() {
+  const std::vector<std::string> events = Journal();
+  return std::count_if(events.begin(), events.end(), [](const auto& event) { return event.starts_with("restart\t"); });
 }
 
 std::vector<std::string> InstalledLab::Journal() {

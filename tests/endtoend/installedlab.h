@@ -39,7 +39,7 @@ class InstalledLab : public ::testing::Test {
   static Snapshot Adapters();
   static std::wstring InstanceKey(const wchar_t* subkey);
   /// Device restarts recorded since the test began.
-  static DWORD Restarts();
+  static std::ptrdiff_t Restarts();
   /// Lines of the lab's journal since the test began.
   static std::vector<std::string> Journal();
 };

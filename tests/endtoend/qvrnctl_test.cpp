@@ -57,7 +57,7 @@ TEST_F(ClientTest, ChangesExactlyWhatItIsAskedFor) {
       Changes(before, Adapters()),
       ::testing::UnorderedElementsAre(key + L"*JumboPacket = " + TextValue(L"1514") + L" -> " + TextValue(L"9014"),
                                       key + L"*InterruptModeration = " + TextValue(L"1") + L" -> " + TextValue(L"0")));
-  EXPECT_EQ(Restarts(), 1u);
+  EXPECT_EQ(Restarts(), 1);
   EXPECT_THAT(Client(L"get 7 MaxFrameSize --json").output, HasSubstr("9014"));
 }
 
@@ -68,7 +68,7 @@ TEST_F(ClientTest, WritesNothingWhereNothingWouldChange) {
     EXPECT_EQ(result.exitCode, 0u) << result.errors;
   }
   EXPECT_THAT(Changes(before, Adapters()), IsEmpty());
-  EXPECT_EQ(Restarts(), 0u);
+  EXPECT_EQ(Restarts(), 0);
 }
 
 TEST_F(ClientTest, SaysWhatElseAPutRewrites) {
@@ -238,7 +238,7 @@ TEST_F(VlanClientTest, WhatCannotBeIsRefusedBeforeAnythingHappens) {
     EXPECT_THAT(result.errors, HasSubstr(row.error));
   }
   EXPECT_EQ(Vlans(), kThree);
-  EXPECT_EQ(Restarts(), 0u);
+  EXPECT_EQ(Restarts(), 0);
 }
 
 // The driver's files are away, so that the provider accepts the put and creates nothing.

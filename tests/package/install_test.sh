@@ -13,7 +13,8 @@ uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
 compiled="$folder\\qvrnwmiprovider.mof: 3 classes"
 removed="$folder\\qvrnwmiprovider-uninstall.mof: 0 classes"
 
-work=$(mktemp -d)
+# Beside the template, whose files are linked.
+work=$(mktemp -d -p "$build" install.XXXXXX)
 trap 'wineserver -k 2>/dev/null || true; rm -rf "$work"' EXIT
 export WINEPREFIX=$work/prefix WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-};mofcomp.exe=n"
 drive=$WINEPREFIX/drive_c

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "lab/schema/schema.h"
+#include "lab/schema/mofreader.h"
 
 namespace {
 

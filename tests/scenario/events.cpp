@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <utility>
@@ -21,6 +22,8 @@ struct Failure {
 std::mutex g_lock;
 std::vector<Event> g_events;
 std::vector<Failure> g_failures;
+std::atomic<int> g_calls{0};
+std::atomic<int> g_failingCall{0};
 thread_local bool t_observed = false;
 
 }  // namespace
@@ -46,6 +49,13 @@ void FailCalls(std::string name, std::string part, std::uint32_t code, int skip,
   g_failures.push_back({std::move(name), std::move(part), code, skip, times, false});
 }
 
+void FailCallNumber(int number) {
+  g_calls = 0;
+  g_failingCall = number;
+}
+
+int ObservedCalls() { return g_calls; }
+
 std::vector<std::string> ForgetFailures() {
   const std::lock_guard guard(g_lock);
   std::vector<std::string> unused;
@@ -57,6 +67,8 @@ std::vector<std::string> ForgetFailures() {
 }
 
 std::optional<std::uint32_t> FailureOf(std::string_view name, std::string_view text) {
+  // Functions of the registry fail with Win32 codes, the others with what is a failure for all of them.
+  if (++g_calls == g_failingCall) return name.starts_with("Reg") ? ERROR_ACCESS_DENIED : E_FAIL;
   const std::lock_guard guard(g_lock);
   for (Failure& failure : g_failures) {
     if (failure.name != name || text.find(failure.part) == std::string_view::npos) continue;

@@ -38,6 +38,10 @@ class Observation {
 /// Lets calls fail: those whose function is `name` and whose noted text contains `part`, after the first `skip`, `times`
 /// of them, with `code` (Win32 code, HRESULT; what it means depends on the function). Until ForgetFailures.
 void FailCalls(std::string name, std::string part, std::uint32_t code, int skip, int times);
+/// The `number`th observed call from now on fails, whatever it is, the way its function fails; 0: none.
+void FailCallNumber(int number);
+/// Observed calls since FailCallNumber.
+int ObservedCalls();
 /// Gives those that have failed no call.
 std::vector<std::string> ForgetFailures();
 /// The code that this call has to fail with.

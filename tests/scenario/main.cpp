@@ -67,6 +67,7 @@ int main(int argc, char** argv) {
   RegisterClass(CLSID_CNetCfg, lab::NetCfgClassFactory());
   RegisterClass(CLSID_WbemLocator, lab::LocatorClassFactory());
   IClassFactory* provider = nullptr;
+  scenario::Service::getClassObject = ::DllGetClassObject;
   ::DllGetClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&provider));
   RegisterClass(qvrn::kProviderClassId, provider);
   Register(SCENARIOS);

@@ -1,8 +1,8 @@
-// The platform's functions as this program's code calls them: each call of code under observation is noted with its
-// arguments and can be made to fail by name (see events.h). The import pointers of the program are defined here.
+// The platform's functions as code under observation calls them: each call is noted with its arguments and can be made
+// to fail by name (see events.h).
 //
-// Memory of code under observation has garbage in it when it is new and a guarded zone behind it, so that reading or
-// writing past a block shows; blocks that it keeps are counted.
+// In a program that has the code linked in, its memory has garbage in it when it is new and a guarded zone behind it, so
+// that reading or writing past a block shows; blocks that it keeps are counted.
 #pragma once
 
 #include <string>
@@ -19,7 +19,15 @@ struct Platform {
 };
 Platform& ThePlatform();
 
-/// Blocks that code under observation allocated and nobody has freed.
+/// What stands in for an imported function.
+struct Replacement {
+  const char* function;
+  void* with;
+};
+/// For the import table of a module under observation.
+const std::vector<Replacement>& Replacements();
+
+/// Blocks that code under observation allocated and nobody has freed; 0 where it has memory of its own.
 long LiveBlocks() noexcept;
 
 }  // namespace scenario

@@ -1,7 +1,6 @@
 #include "tests/scenario/requests.h"
 
 #include <objbase.h>
-#include <olectl.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -209,7 +208,7 @@ void Service::Create(int number, bool withNamespace) {
   lab::RunAsClient(3, [&] {
     ComPtr<IClassFactory> factory;
     ComPtr<IWbemProviderInit> provider;
-    Check(::DllGetClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&factory)), "DllGetClassObject");
+    Check(getClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&factory)), "DllGetClassObject");
     Check(factory->CreateInstance(nullptr, IID_PPV_ARGS(&provider)), "CreateInstance");
     InitSink sink;
     wchar_t name[] = L"root\\cimv2";

@@ -23,11 +23,17 @@ struct PropertyValue {
 /// Provider objects of the process under test. The first Service method to need one makes and initialises it.
 class Service {
  public:
+  /// DllGetClassObject of what is under test.
+  static inline HRESULT(WINAPI* getClassObject)(REFCLSID, REFIID, void**) = nullptr;
+
   /// Client's level in what follows, 1 Anonymous .. 4 Delegate; 0: CoImpersonateClient fails.
   DWORD level = 3;
 
   /// Releases every provider object and makes the lab forget its own.
   void Reset();
+
+  /// Releases the provider objects alone.
+  void ReleaseAll() { m_services.clear(); }
 
   /// The `number`th provider object over a namespace of its own; what its init sink got is an event.
   void Create(int number, bool withNamespace = true);

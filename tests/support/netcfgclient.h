@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <devguid.h>
 #include <netcfgx.h>
 
 #include <gtest/gtest.h>
@@ -16,38 +17,34 @@
 
 namespace tests {
 
-inline constexpr GUID kNetClass = {0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-inline constexpr GUID kTransportClass = {0x4D36E975, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
+inline constexpr const GUID& kNetClass = GUID_DEVCLASS_NET;
+inline constexpr const GUID& kTransportClass = GUID_DEVCLASS_NETTRANS;
 
-inline std::wstring BindName(INetCfgComponent* component) {
-  qvrn::TaskText name;
-  EXPECT_EQ(component->GetBindName(name.Put()), S_OK);
-  return name.Get();
+template <typename Object>
+std::wstring TextOf(Object* object, HRESULT (STDMETHODCALLTYPE Object::*get)(LPWSTR*)) {
+  qvrn::TaskText text;
+  EXPECT_EQ((object->*get)(text.Put()), S_OK);
+  return text.Get();
 }
+inline std::wstring BindName(INetCfgComponent* component) { return TextOf(component, &INetCfgComponent::GetBindName); }
+inline std::wstring Token(INetCfgBindingPath* path) { return TextOf(path, &INetCfgBindingPath::GetPathToken); }
 
-inline std::wstring Token(INetCfgBindingPath* path) {
-  qvrn::TaskText token;
-  EXPECT_EQ(path->GetPathToken(token.Put()), S_OK);
-  return token.Get();
-}
-
-using BindingPaths = std::vector<Microsoft::WRL::ComPtr<INetCfgBindingPath>>;
-
-inline BindingPaths Paths(INetCfgComponent* component, DWORD flags = EBP_ABOVE) {
-  BindingPaths found;
+/// The binding paths that end in a component.
+inline std::vector<Microsoft::WRL::ComPtr<INetCfgBindingPath>> Paths(INetCfgComponent* component) {
+  std::vector<Microsoft::WRL::ComPtr<INetCfgBindingPath>> found;
   Microsoft::WRL::ComPtr<INetCfgComponentBindings> bindings;
   Microsoft::WRL::ComPtr<IEnumNetCfgBindingPath> paths;
   Microsoft::WRL::ComPtr<INetCfgBindingPath> path;
   EXPECT_EQ(component->QueryInterface(IID_PPV_ARGS(&bindings)), S_OK);
-  EXPECT_EQ(bindings->EnumBindingPaths(flags, &paths), S_OK);
+  EXPECT_EQ(bindings->EnumBindingPaths(EBP_ABOVE, &paths), S_OK);
   while (paths->Next(1, &path, nullptr) == S_OK) found.push_back(path);
   return found;
 }
 
-/// "+TOKEN" of each enabled path of a component, "-TOKEN" of each disabled one.
-inline std::vector<std::wstring> PathStates(INetCfgComponent* component, DWORD flags = EBP_ABOVE) {
+/// "+TOKEN" of each enabled path that ends in a component, "-TOKEN" of each disabled one.
+inline std::vector<std::wstring> PathStates(INetCfgComponent* component) {
   std::vector<std::wstring> states;
-  for (const auto& path : Paths(component, flags)) {
+  for (const auto& path : Paths(component)) {
     states.push_back((path->IsEnabled() == S_OK ? L"+" : L"-") + Token(path.Get()));
   }
   return states;

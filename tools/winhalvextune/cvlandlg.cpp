@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cwchar>
+#include <mutex>
 #include <new>
 #include <vector>
 
@@ -62,9 +63,14 @@ bool ReadRequired(const RegistryKey& key, const wchar_t* name, wchar_t (&field)[
   return false;
 }
 
+std::recursive_mutex g_changes;
+
 }  // namespace
 
-CVlanDlg::CVlanDlg(const wchar_t* instanceKeyPath) noexcept { CopyText(m_instanceKeyPath, instanceKeyPath); }
+VlanChangeGate::VlanChangeGate() noexcept { g_changes.lock(); }
+VlanChangeGate::~VlanChangeGate() { g_changes.unlock(); }
+
+CVlanDlg::CVlanDlg(const wchar_t* instanceKeyPath) { CopyText(m_instanceKeyPath, instanceKeyPath); }
 
 CVlanDlg::~CVlanDlg() {
   if (!m_mutex) return;
@@ -105,11 +111,15 @@ bool CVlanDlg::ReadBindings() {
   RegistryKey adapter;
   if (adapter.Open(HKEY_LOCAL_MACHINE, path, KEY_QUERY_VALUE) != ERROR_SUCCESS) return true;
   DWORD bytes = 0;
-  if (adapter.ValueBytes(kUpperBindings, bytes) == ERROR_FILE_NOT_FOUND) return true;
+  LSTATUS status = adapter.ValueBytes(kUpperBindings, bytes);
+  if (status == ERROR_FILE_NOT_FOUND) return true;
   QVRN_CHECK(bytes > 0, "DataSize > 0", kSource);
   std::vector<wchar_t> strings;
   std::size_t chars = 0;
-  if (adapter.ReadMultiString(kUpperBindings, bytes, strings, chars) != ERROR_SUCCESS) {
+  if (status == ERROR_SUCCESS) status = adapter.ReadMultiString(kUpperBindings, bytes, strings, chars);
+  // Another client has removed the last VLAN since.
+  if (status == ERROR_FILE_NOT_FOUND) return true;
+  if (status != ERROR_SUCCESS) {
     ShowFormattedError(Message::RequiredValueMissing, {kUpperBindings});
     QVRN_CHECK(false, "0", kSource);
     return false;

@@ -14,12 +14,23 @@ namespace qvrn {
 /// "VlanHelp" when it ends. Never set in the provider.
 extern void (*g_helpHook)(const wchar_t* topic);
 
+/// Held while VLANs are changed, from before an engine is opened, so that each change of the process sees what the one
+/// before it has left. Whoever waits holds nothing that a change needs. The thread that holds it may take it again, as
+/// COM may bring a request to a thread that waits for an answer. No final status is told while it is held.
+class VlanChangeGate {
+ public:
+  VlanChangeGate() noexcept;
+  ~VlanChangeGate();
+  VlanChangeGate(const VlanChangeGate&) = delete;
+  VlanChangeGate& operator=(const VlanChangeGate&) = delete;
+};
+
 /// The VLAN engine of one physical adapter: its VLANs, checks of new values, and the changes themselves. For one
 /// request and one thread.
 class CVlanDlg {
  public:
-  /// `instanceKeyPath` is relative to HKEY_LOCAL_MACHINE.
-  explicit CVlanDlg(const wchar_t* instanceKeyPath) noexcept;
+  /// `instanceKeyPath` is relative to HKEY_LOCAL_MACHINE. Throws std::bad_alloc.
+  explicit CVlanDlg(const wchar_t* instanceKeyPath);
   CVlanDlg(const CVlanDlg&) = delete;
   CVlanDlg& operator=(const CVlanDlg&) = delete;
   ~CVlanDlg();

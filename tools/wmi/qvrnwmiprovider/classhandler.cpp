@@ -1,8 +1,43 @@
 #include "tools/wmi/qvrnwmiprovider/classhandler.h"
 
+#include <algorithm>
+#include <mutex>
+#include <vector>
+
 #include "platform/hresult.h"
 
 namespace qvrn {
+namespace {
+
+struct Loan {
+  const IWbemServices* lender;
+  IWbemServices* wmiNamespace;
+};
+
+std::mutex g_loansLock;
+std::vector<Loan> g_loans;  // the oldest first
+
+auto FindLoan(const IWbemServices* lender) noexcept {
+  return std::find_if(g_loans.begin(), g_loans.end(), [lender](const Loan& loan) { return loan.lender == lender; });
+}
+
+}  // namespace
+
+void LendNamespace(const IWbemServices* lender, IWbemServices* wmiNamespace) {
+  const std::lock_guard<std::mutex> guard(g_loansLock);
+  if (FindLoan(lender) == g_loans.end()) g_loans.push_back({lender, wmiNamespace});
+}
+
+void WithdrawNamespace(const IWbemServices* lender) noexcept {
+  const std::lock_guard<std::mutex> guard(g_loansLock);
+  const auto loan = FindLoan(lender);
+  if (loan != g_loans.end()) g_loans.erase(loan);
+}
+
+Microsoft::WRL::ComPtr<IWbemServices> BorrowNamespace() noexcept {
+  const std::lock_guard<std::mutex> guard(g_loansLock);
+  return g_loans.empty() ? nullptr : g_loans.front().wmiNamespace;
+}
 
 HRESULT FinishRequest(IWbemObjectSink* sink, HRESULT status) noexcept {
   sink->SetStatus(WBEM_STATUS_COMPLETE, status, nullptr, nullptr);

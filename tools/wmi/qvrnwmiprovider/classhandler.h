@@ -1,7 +1,10 @@
 #pragma once
 
+#include <wrl/client.h>
+
 #include <atomic>
 
+#include "platform/unsupportedservices.h"
 #include "platform/wmi.h"
 #include "tools/wmi/qvrnwmiprovider/modulecounters.h"
 
@@ -13,87 +16,13 @@ HRESULT FinishRequest(IWbemObjectSink* sink, HRESULT status) noexcept;
 /// For the catch-all of a handler's work: WBEM_E_OUT_OF_MEMORY for std::bad_alloc, WBEM_E_FAILED for anything else.
 HRESULT WbemResultFromCurrentException() noexcept;
 
-/// IWbemServices whose methods all answer WBEM_E_NOT_SUPPORTED without touching their arguments; what serves some of
-/// them derives from it and overrides those.
-class UnsupportedServices : public IWbemServices {
- public:
-  HRESULT STDMETHODCALLTYPE OpenNamespace(const BSTR, LONG, IWbemContext*, IWbemServices**,
-                                          IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE CancelAsyncCall(IWbemObjectSink*) noexcept override { return WBEM_E_NOT_SUPPORTED; }
-  HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, IWbemObjectSink**) noexcept override { return WBEM_E_NOT_SUPPORTED; }
-  HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**,
-                                      IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE PutClass(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE PutClassAsync(IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteClass(const BSTR, LONG, IWbemContext*, IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteClassAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE CreateClassEnum(const BSTR, LONG, IWbemContext*, IEnumWbemClassObject**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE CreateClassEnumAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*,
-                                             IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR, LONG, IWbemContext*, IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR, LONG, IWbemContext*, IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR, LONG, IWbemContext*,
-                                               IEnumWbemClassObject**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext*,
-                                                    IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR, const BSTR, LONG, IWbemContext*,
-                                      IEnumWbemClassObject**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE ExecQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
-                                           IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE ExecNotificationQuery(const BSTR, const BSTR, LONG, IWbemContext*,
-                                                  IEnumWbemClassObject**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE ExecNotificationQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
-                                                       IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
-                                       IWbemClassObject**, IWbemCallResult**) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-  HRESULT STDMETHODCALLTYPE ExecMethodAsync(const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
-                                            IWbemObjectSink*) noexcept override {
-    return WBEM_E_NOT_SUPPORTED;
-  }
-};
+/// Lends a provider object's namespace to the handlers, which outlive every provider object. A lender's first namespace
+/// stays the one. Throws std::bad_alloc.
+void LendNamespace(const IWbemServices* lender, IWbemServices* wmiNamespace);
+/// Ends the loan, before the lender releases the namespace.
+void WithdrawNamespace(const IWbemServices* lender) noexcept;
+/// The namespace of the oldest lender that lives, with a reference for the length of a request; null without one.
+Microsoft::WRL::ComPtr<IWbemServices> BorrowNamespace() noexcept;
 
 /// Base of the handlers, one per WMI class: IWbemServices with the operations that the class supports. Each reports its
 /// own final status to the sink and returns it, but for refused arguments and where an operation says otherwise. A
@@ -108,25 +37,19 @@ class ClassHandler : public UnsupportedServices {
   ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++m_references; }
   ULONG STDMETHODCALLTYPE Release() noexcept override;
 
- protected:
-  explicit ClassHandler(IWbemServices* wmiNamespace) noexcept : m_namespace(wmiNamespace) {}
-
-  /// The namespace of the first initialisation, borrowed for the life of the process.
-  IWbemServices* const m_namespace;
-
  private:
   LiveObject m_liveObject;
   std::atomic<ULONG> m_references{0};
 };
 
-/// The process's one handler of a class, created with the namespace of the first call. Throws std::bad_alloc.
+/// The process's one handler of a class, created by the first call. Throws std::bad_alloc.
 template <typename Handler>
 class HandlerSingleton {
  public:
-  static ClassHandler* GetOrCreate(IWbemServices* wmiNamespace) {
+  static ClassHandler* GetOrCreate() {
     Handler* handler = s_handler.load();
     if (handler != nullptr) return handler;
-    auto* created = new Handler(wmiNamespace);
+    auto* created = new Handler;
     if (s_handler.compare_exchange_strong(handler, created)) return created;
     delete created;
     return handler;

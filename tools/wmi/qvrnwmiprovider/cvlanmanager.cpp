@@ -15,6 +15,9 @@ constexpr char kSource[] = "cvlanmanager";
 // What people search logs for when a VLAN was created and then not found.
 constexpr unsigned kNotCreatedLine = 83;
 
+// Failed removals in a row after which an adapter is given up: the request may hold up others as long as it lasts.
+constexpr int kMostFailures = 1000;
+
 constexpr std::size_t kDecimalChars = 12;
 
 struct Decimal {
@@ -80,13 +83,32 @@ HRESULT ForEachVlanManager(IWbemServices* wmiNamespace,
   });
 }
 
+namespace {
+
+// Removes the adapter's VLANs one by one. The engine does not tell a failed removal: its list does not shrink. What
+// another client has removed meanwhile is gone from the list that is read after each failure.
+HRESULT RemoveVlansOf(CVlanManager& manager, const wchar_t* deviceId) {
+  for (int failures = 0; manager.List() != nullptr && manager.List()->Count() != 0;) {
+    const CVlanList& list = *manager.List();
+    const DWORD before = list.Count();
+    manager.Remove(list.InstanceIdAt(0));
+    if (list.Count() < before) {
+      failures = 0;
+      continue;
+    }
+    if (++failures == kMostFailures) return E_FAIL;
+    manager = CVlanManager(deviceId);
+    if (manager.List() == nullptr) return E_FAIL;
+  }
+  return S_OK;
+}
+
+}  // namespace
+
 LONG RemoveAllVlans(IWbemServices* wmiNamespace) {
   HRESULT removed = S_OK;
-  const HRESULT queried = ForEachVlanManager(wmiNamespace, [&removed](CVlanManager& manager, const wchar_t*) {
-    const CVlanList* list = manager.List();
-    while (list != nullptr && list->Count() != 0) {
-      if (!manager.Remove(list->InstanceIdAt(0))) removed = E_FAIL;
-    }
+  const HRESULT queried = ForEachVlanManager(wmiNamespace, [&removed](CVlanManager& manager, const wchar_t* deviceId) {
+    if (FAILED(RemoveVlansOf(manager, deviceId))) removed = E_FAIL;
     manager.RestartAdapter();
   });
   return SUCCEEDED(queried) && SUCCEEDED(removed) ? 0 : 1;

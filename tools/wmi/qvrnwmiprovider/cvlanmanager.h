@@ -55,9 +55,9 @@ class CVlanManager {
 HRESULT ForEachVlanManager(IWbemServices* wmiNamespace,
                            const std::function<void(CVlanManager&, const wchar_t* deviceId)>& visit);
 
-/// Removes every VLAN of every served adapter, and restarts each of them. 0 when nothing failed, else 1; as the engine
-/// never tells a failed removal, that is a failed query. A removal that fails is tried again until the VLAN is gone
-/// (kept: there is no other exit). Throws std::bad_alloc.
+/// Removes every VLAN of every served adapter, and restarts each of them. A removal that fails is tried again until the
+/// VLAN is gone; after 1,000 failures in a row, or when its VLANs cannot be read anew, the adapter is given up. 0, or 1
+/// for a failed query or an adapter that was given up. Throws std::bad_alloc.
 LONG RemoveAllVlans(IWbemServices* wmiNamespace);
 
 }  // namespace qvrn

@@ -8,6 +8,7 @@
 #include "tools/wmi/qvrnwmiprovider/selfregistration.h"
 
 STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv) {
+  if (ppv != nullptr) *ppv = nullptr;
   // Kept: E_FAIL, where COM servers usually say CLASS_E_CLASSNOTAVAILABLE.
   if (rclsid != qvrn::kProviderClassId) return E_FAIL;
   return qvrn::CreateClassFactory(riid, ppv);

@@ -167,17 +167,18 @@ QvrnNetworkAdapterConfiguration::~QvrnNetworkAdapterConfiguration() {
   HandlerSingleton<QvrnNetworkAdapterConfiguration>::Forget(this);
 }
 
-HRESULT QvrnNetworkAdapterConfiguration::SpawnInstance(const wchar_t* className, IWbemContext* context,
-                                                       IWbemClassObject** instance) const {
+HRESULT QvrnNetworkAdapterConfiguration::SpawnInstance(IWbemServices* wmiNamespace, const wchar_t* className,
+                                                       IWbemContext* context, IWbemClassObject** instance) {
   const Bstr name(className);
   ComPtr<IWbemClassObject> classObject;
-  const HRESULT hr = m_namespace->GetObject(name.Get(), 0, context, &classObject, nullptr);
+  const HRESULT hr = wmiNamespace->GetObject(name.Get(), 0, context, &classObject, nullptr);
   return hr == S_OK && classObject != nullptr ? classObject->SpawnInstance(0, instance) : hr;
 }
 
-HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_t* deviceId, const wchar_t* className,
+HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(IWbemServices* wmiNamespace,
+                                                                    const wchar_t* deviceId, const wchar_t* className,
                                                                     IWbemContext* context,
-                                                                    IWbemClassObject** instance) const noexcept try {
+                                                                    IWbemClassObject** instance) noexcept try {
   const auto index = AdapterIndexOf(deviceId);
   InstanceId instanceId;
   if (CheckAdapterIndex(index, &instanceId) != ERROR_SUCCESS) return WBEM_E_NOT_FOUND;
@@ -185,7 +186,7 @@ HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_
   if (model == nullptr) return WBEM_E_FAILED;
 
   ComPtr<IWbemClassObject> built;
-  HRESULT hr = SpawnInstance(className, context, &built);
+  HRESULT hr = SpawnInstance(wmiNamespace, className, context, &built);
   if (FAILED(hr)) return hr;
   if (built == nullptr) return WBEM_E_FAILED;
   Variant settingId(deviceId);
@@ -202,11 +203,12 @@ HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(const wchar_
 
 HRESULT QvrnNetworkAdapterConfiguration::CreateInstanceEnumAsync(const BSTR className, LONG, IWbemContext* context,
                                                                  IWbemObjectSink* sink) noexcept try {
-  if (sink == nullptr || className == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
+  if (sink == nullptr || className == nullptr || wmiNamespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   HRESULT status = WBEM_E_NOT_FOUND;
-  const HRESULT queried = ForEachNetworkAdapter(m_namespace, [&](const wchar_t* deviceId) {
+  const HRESULT queried = ForEachNetworkAdapter(wmiNamespace.Get(), [&](const wchar_t* deviceId) {
     ComPtr<IWbemClassObject> instance;
-    if (FAILED(BuildConfigurationInstance(deviceId, className, context, &instance))) return;
+    if (FAILED(BuildConfigurationInstance(wmiNamespace.Get(), deviceId, className, context, &instance))) return;
     status = S_OK;
     sink->Indicate(1, instance.GetAddressOf());
   });
@@ -217,12 +219,14 @@ HRESULT QvrnNetworkAdapterConfiguration::CreateInstanceEnumAsync(const BSTR clas
 
 HRESULT QvrnNetworkAdapterConfiguration::GetObjectAsync(const BSTR path, LONG, IWbemContext* context,
                                                         IWbemObjectSink* sink) noexcept {
-  if (path == nullptr || sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
+  if (path == nullptr || sink == nullptr || wmiNamespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   const QuotedKeyPath key(path);
   if (key.Key() == nullptr) return FinishRequest(sink, WBEM_E_FAILED);
   ComPtr<IWbemClassObject> instance;
-  const HRESULT hr = BuildConfigurationInstance(key.Key(), key.ClassName(), context, &instance);
+  const HRESULT hr = BuildConfigurationInstance(wmiNamespace.Get(), key.Key(), key.ClassName(), context, &instance);
   if (SUCCEEDED(hr)) sink->Indicate(1, instance.GetAddressOf());
+  instance.Reset();
   return FinishRequest(sink, hr);
 }
 

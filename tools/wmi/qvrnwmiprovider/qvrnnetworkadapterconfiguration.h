@@ -10,7 +10,6 @@ class QvrnNetworkAdapterConfiguration final : public ClassHandler {
  public:
   static constexpr wchar_t kClassName[] = L"QvrnEN_NetworkAdapterConfiguration";
 
-  explicit QvrnNetworkAdapterConfiguration(IWbemServices* wmiNamespace) noexcept : ClassHandler(wmiNamespace) {}
   ~QvrnNetworkAdapterConfiguration() override;
 
   HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR className, LONG flags, IWbemContext* context,
@@ -23,9 +22,11 @@ class QvrnNetworkAdapterConfiguration final : public ClassHandler {
                                              IWbemObjectSink* sink) noexcept override;
 
  private:
-  HRESULT BuildConfigurationInstance(const wchar_t* deviceId, const wchar_t* className, IWbemContext* context,
-                                     IWbemClassObject** instance) const noexcept;
-  HRESULT SpawnInstance(const wchar_t* className, IWbemContext* context, IWbemClassObject** instance) const;
+  static HRESULT BuildConfigurationInstance(IWbemServices* wmiNamespace, const wchar_t* deviceId,
+                                            const wchar_t* className, IWbemContext* context,
+                                            IWbemClassObject** instance) noexcept;
+  static HRESULT SpawnInstance(IWbemServices* wmiNamespace, const wchar_t* className, IWbemContext* context,
+                               IWbemClassObject** instance);
 };
 
 }  // namespace qvrn

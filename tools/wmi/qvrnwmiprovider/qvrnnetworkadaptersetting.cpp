@@ -20,12 +20,13 @@ constexpr char kSource[] = "qvrnnetworkadaptersetting";
 
 QvrnNetworkAdapterSetting::~QvrnNetworkAdapterSetting() { HandlerSingleton<QvrnNetworkAdapterSetting>::Forget(this); }
 
-HRESULT QvrnNetworkAdapterSetting::BuildSettingInstance(const wchar_t* elementPath, const wchar_t* settingPath,
-                                                        const wchar_t* className, IWbemContext* context,
-                                                        IWbemClassObject** instance) const noexcept try {
+HRESULT QvrnNetworkAdapterSetting::BuildSettingInstance(IWbemServices* wmiNamespace, const wchar_t* elementPath,
+                                                        const wchar_t* settingPath, const wchar_t* className,
+                                                        IWbemContext* context, IWbemClassObject** instance) noexcept
+    try {
   const Bstr name(className);
   ComPtr<IWbemClassObject> classObject;
-  if (m_namespace->GetObject(name.Get(), 0, context, &classObject, nullptr) != S_OK || classObject == nullptr) {
+  if (wmiNamespace->GetObject(name.Get(), 0, context, &classObject, nullptr) != S_OK || classObject == nullptr) {
     return WBEM_E_FAILED;
   }
   ComPtr<IWbemClassObject> built;
@@ -44,18 +45,20 @@ HRESULT QvrnNetworkAdapterSetting::BuildSettingInstance(const wchar_t* elementPa
   return WbemResultFromCurrentException();
 }
 
-HRESULT QvrnNetworkAdapterSetting::BuildForAdapter(const wchar_t* index, const wchar_t* className,
-                                                   IWbemContext* context, IWbemClassObject** instance) const noexcept {
+HRESULT QvrnNetworkAdapterSetting::BuildForAdapter(IWbemServices* wmiNamespace, const wchar_t* index,
+                                                   const wchar_t* className, IWbemContext* context,
+                                                   IWbemClassObject** instance) noexcept {
   wchar_t element[kPathChars];
   wchar_t setting[kPathChars];
   FormatObjectPath(element, kPathChars, L"Win32_NetworkAdapter", L"DeviceID", index);
   FormatObjectPath(setting, kPathChars, QvrnNetworkAdapterConfiguration::kClassName, L"SettingID", index);
-  return BuildSettingInstance(element, setting, className, context, instance);
+  return BuildSettingInstance(wmiNamespace, element, setting, className, context, instance);
 }
 
 HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className, LONG, IWbemContext* context,
                                                            IWbemObjectSink* sink) noexcept try {
-  if (sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
+  if (sink == nullptr || wmiNamespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   HRESULT status = WBEM_E_NOT_FOUND;
   const auto link = [&](ComPtr<IWbemClassObject> configuration) {
     Variant settingId;
@@ -63,14 +66,14 @@ HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className,
     QVRN_CHECK_HRESULT(hr, kSource);
     if (!settingId.IsText() || CheckAdapterIndex(AdapterIndexOf(settingId.Text())) != ERROR_SUCCESS) return;
     ComPtr<IWbemClassObject> instance;
-    hr = BuildForAdapter(settingId.Text(), className, context, &instance);
+    hr = BuildForAdapter(wmiNamespace.Get(), settingId.Text(), className, context, &instance);
     settingId.Put();
     configuration.Reset();
     if (hr != S_OK) return;
     status = S_OK;
     sink->Indicate(1, instance.GetAddressOf());
   };
-  if (FAILED(ForEachInstance(m_namespace, L"SELECT * FROM QvrnEN_NetworkAdapterConfiguration", link))) {
+  if (FAILED(ForEachInstance(wmiNamespace.Get(), L"SELECT * FROM QvrnEN_NetworkAdapterConfiguration", link))) {
     return WBEM_E_INVALID_PARAMETER;
   }
   return FinishRequest(sink, status);
@@ -80,12 +83,14 @@ HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className,
 
 HRESULT QvrnNetworkAdapterSetting::GetObjectAsync(const BSTR path, LONG, IWbemContext*,
                                                   IWbemObjectSink* sink) noexcept {
-  if (path == nullptr || sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
+  if (path == nullptr || sink == nullptr || wmiNamespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   const ReferenceDigits digits(path);
   HRESULT hr = CheckAdapterIndex(AdapterIndexOf(digits.Text()));
   ComPtr<IWbemClassObject> instance;
-  if (hr == ERROR_SUCCESS) hr = BuildForAdapter(digits.Text(), kClassName, nullptr, &instance);
+  if (hr == ERROR_SUCCESS) hr = BuildForAdapter(wmiNamespace.Get(), digits.Text(), kClassName, nullptr, &instance);
   if (hr == S_OK) sink->Indicate(1, instance.GetAddressOf());
+  instance.Reset();
   return FinishRequest(sink, hr);
 }
 

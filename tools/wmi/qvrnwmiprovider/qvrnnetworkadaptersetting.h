@@ -10,7 +10,6 @@ class QvrnNetworkAdapterSetting final : public ClassHandler {
  public:
   static constexpr wchar_t kClassName[] = L"QvrnEN_NetworkAdapterSetting";
 
-  explicit QvrnNetworkAdapterSetting(IWbemServices* wmiNamespace) noexcept : ClassHandler(wmiNamespace) {}
   ~QvrnNetworkAdapterSetting() override;
 
   /// Asks the namespace for the configurations, which comes back into this provider.
@@ -25,10 +24,11 @@ class QvrnNetworkAdapterSetting final : public ClassHandler {
                                              IWbemObjectSink* sink) noexcept override;
 
  private:
-  HRESULT BuildSettingInstance(const wchar_t* elementPath, const wchar_t* settingPath, const wchar_t* className,
-                               IWbemContext* context, IWbemClassObject** instance) const noexcept;
-  HRESULT BuildForAdapter(const wchar_t* index, const wchar_t* className, IWbemContext* context,
-                          IWbemClassObject** instance) const noexcept;
+  static HRESULT BuildSettingInstance(IWbemServices* wmiNamespace, const wchar_t* elementPath,
+                                      const wchar_t* settingPath, const wchar_t* className, IWbemContext* context,
+                                      IWbemClassObject** instance) noexcept;
+  static HRESULT BuildForAdapter(IWbemServices* wmiNamespace, const wchar_t* index, const wchar_t* className,
+                                 IWbemContext* context, IWbemClassObject** instance) noexcept;
 };
 
 }  // namespace qvrn

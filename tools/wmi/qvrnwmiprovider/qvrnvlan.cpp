@@ -96,6 +96,7 @@ struct VlanRequest {
 
 // Creates or changes, by what the key says. WBEM_E_NOT_FOUND for what was refused.
 HRESULT ApplyRequest(const VlanRequest& request, LONG flags) {
+  const VlanChangeGate gate;
   CVlanManager manager(TextOrEmpty(request.parentDeviceId));
   const wchar_t* const key = TextOrEmpty(request.name);
   const wchar_t* const name = TextOrEmpty(request.vlanName);
@@ -126,12 +127,12 @@ bool IsMethod(const BSTR method, const wchar_t* name) {
 
 QvrnVlan::~QvrnVlan() { HandlerSingleton<QvrnVlan>::Forget(this); }
 
-HRESULT QvrnVlan::BuildInstance(const Vlan& vlan, IWbemContext* context, IWbemClassObject** instance) const noexcept
-    try {
+HRESULT QvrnVlan::BuildInstance(IWbemServices* wmiNamespace, const Vlan& vlan, IWbemContext* context,
+                                IWbemClassObject** instance) noexcept try {
   if (!vlan.IsWhole() || !IsAdapterPresent(vlan.instanceId)) return WBEM_E_NOT_FOUND;
   const Bstr className(kClassName);
   ComPtr<IWbemClassObject> classObject;
-  if (FAILED(m_namespace->GetObject(className.Get(), 0, context, &classObject, nullptr)) || classObject == nullptr) {
+  if (FAILED(wmiNamespace->GetObject(className.Get(), 0, context, &classObject, nullptr)) || classObject == nullptr) {
     return WBEM_E_FAILED;
   }
   ComPtr<IWbemClassObject> built;
@@ -159,24 +160,26 @@ HRESULT QvrnVlan::BuildInstance(const Vlan& vlan, IWbemContext* context, IWbemCl
 }
 
 HRESULT QvrnVlan::CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext* context, IWbemObjectSink* sink) noexcept try {
-  if (sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
+  if (sink == nullptr || wmiNamespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   HRESULT status = WBEM_E_NOT_FOUND;
   const auto indicateVlans = [&](const CVlanManager& manager, const wchar_t* deviceId) {
     const CVlanList* list = manager.List();
     for (DWORD index = 0; list != nullptr && index < list->Count(); ++index) {
       ComPtr<IWbemClassObject> instance;
-      if (FAILED(BuildInstance(Vlan(deviceId, *list, index), context, &instance))) continue;
+      if (FAILED(BuildInstance(wmiNamespace.Get(), Vlan(deviceId, *list, index), context, &instance))) continue;
       sink->Indicate(1, instance.GetAddressOf());
       status = S_OK;
     }
   };
-  if (FAILED(ForEachVlanManager(m_namespace, indicateVlans))) return WBEM_E_INVALID_PARAMETER;
+  if (FAILED(ForEachVlanManager(wmiNamespace.Get(), indicateVlans))) return WBEM_E_INVALID_PARAMETER;
   return FinishRequest(sink, status);
 } catch (...) {
   return FinishRequest(sink, WbemResultFromCurrentException());
 }
 
-HRESULT QvrnVlan::FindInstance(const wchar_t* key, IWbemContext* context, IWbemClassObject** instance) const {
+HRESULT QvrnVlan::FindInstance(IWbemServices* wmiNamespace, const wchar_t* key, IWbemContext* context,
+                               IWbemClassObject** instance) {
   if (key == nullptr) return WBEM_E_FAILED;
   wchar_t parent[kParentChars];
   CVlanManager manager;
@@ -184,15 +187,16 @@ HRESULT QvrnVlan::FindInstance(const wchar_t* key, IWbemContext* context, IWbemC
   const CVlanList* list = manager.List();
   for (DWORD index = 0; list != nullptr && index < list->Count(); ++index) {
     if (std::wcscmp(list->InstanceIdAt(index), key) != 0) continue;
-    return BuildInstance(Vlan(parent, *list, index), context, instance);
+    return BuildInstance(wmiNamespace, Vlan(parent, *list, index), context, instance);
   }
   return hr;
 }
 
 HRESULT QvrnVlan::GetObjectAsync(const BSTR path, LONG, IWbemContext* context, IWbemObjectSink* sink) noexcept try {
-  if (path == nullptr || sink == nullptr || m_namespace == nullptr) return WBEM_E_INVALID_PARAMETER;
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
+  if (path == nullptr || sink == nullptr || wmiNamespace == nullptr) return WBEM_E_INVALID_PARAMETER;
   ComPtr<IWbemClassObject> instance;
-  const HRESULT hr = FindInstance(QuotedKeyPath(path).Key(), context, &instance);
+  const HRESULT hr = FindInstance(wmiNamespace.Get(), QuotedKeyPath(path).Key(), context, &instance);
   if (hr == S_OK && instance != nullptr) sink->Indicate(1, instance.GetAddressOf());
   instance.Reset();
   return FinishRequest(sink, hr);
@@ -207,13 +211,13 @@ HRESULT QvrnVlan::PutInstanceAsync(IWbemClassObject* instance, LONG flags, IWbem
   const HRESULT hr = request.ReadFrom(instance);
   return FAILED(hr) ? hr : FinishRequest(sink, ApplyRequest(request, flags));
 } catch (...) {
-  // Kept: whatever a change fails with is told as this.
-  return FinishRequest(sink, WBEM_E_NOT_FOUND);
+  return FinishRequest(sink, WbemResultFromCurrentException());
 }
 
 HRESULT QvrnVlan::DeleteInstanceAsync(const BSTR path, LONG, IWbemContext*, IWbemObjectSink*) noexcept try {
   const QuotedKeyPath keyPath(path);
   if (keyPath.Key() == nullptr) return WBEM_E_FAILED;
+  const VlanChangeGate gate;
   wchar_t parent[kParentChars];
   CVlanManager manager;
   const HRESULT hr = BindParent(keyPath.Key(), parent, manager);
@@ -240,17 +244,28 @@ HRESULT QvrnVlan::ExecMethodAsync(const BSTR, const BSTR method, LONG, IWbemCont
   }
   return WBEM_E_INVALID_PARAMETER;
 } catch (...) {
-  ::CoRevertToSelf();
   return FinishRequest(sink, WbemResultFromCurrentException());
 }
 
 HRESULT QvrnVlan::RunMethod(const BSTR method, Operation operation, IWbemContext* context,
-                            IWbemClassObject* inParameters, IWbemObjectSink* sink) const {
-  const Bstr className(kClassName);
-  const Bstr fileNameProperty(kFileName);
-  const Bstr returnValueProperty(kReturnValue);
+                            IWbemClassObject* inParameters, IWbemObjectSink* sink) {
+  Bstr className;
+  Bstr fileNameProperty;
+  Bstr returnValueProperty;
+  try {
+    className = Bstr(kClassName);
+    fileNameProperty = Bstr(kFileName);
+    returnValueProperty = Bstr(kReturnValue);
+  } catch (...) {
+    // The only place where a method goes back to the process's identity.
+    ::CoRevertToSelf();
+    throw;
+  }
+  const ComPtr<IWbemServices> wmiNamespace = BorrowNamespace();
   ComPtr<IWbemClassObject> classObject;
-  const HRESULT hr = m_namespace->GetObject(className.Get(), 0, context, &classObject, nullptr);
+  const HRESULT hr = wmiNamespace == nullptr
+                         ? static_cast<HRESULT>(WBEM_E_FAILED)
+                         : wmiNamespace->GetObject(className.Get(), 0, context, &classObject, nullptr);
   if (FAILED(hr) || classObject == nullptr) {
     FinishRequest(sink, FAILED(hr) ? hr : static_cast<HRESULT>(WBEM_E_FAILED));
     return S_OK;
@@ -261,8 +276,8 @@ HRESULT QvrnVlan::RunMethod(const BSTR method, Operation operation, IWbemContext
   if (outSignature != nullptr) outSignature->SpawnInstance(0, &outParameters);
 
   Variant fileName;
-  if (inParameters != nullptr) Read(inParameters, fileNameProperty.Get(), fileName);
-  const HRESULT result = operation(m_namespace, fileName.IsText() ? fileName.Text() : nullptr);
+  const bool isRead = inParameters != nullptr && SUCCEEDED(Read(inParameters, fileNameProperty.Get(), fileName));
+  const HRESULT result = operation(wmiNamespace.Get(), isRead && fileName.IsText() ? fileName.Text() : nullptr);
   // Kept: nobody receives the out-parameters; what the operation did is to be seen in the file or in the VLANs.
   if (outParameters != nullptr) PutNumber(outParameters.Get(), returnValueProperty.Get(), result);
   outParameters.Reset();

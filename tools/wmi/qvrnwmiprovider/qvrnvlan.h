@@ -12,7 +12,6 @@ class QvrnVlan final : public ClassHandler {
  public:
   static constexpr wchar_t kClassName[] = L"QvrnEN_VLAN";
 
-  explicit QvrnVlan(IWbemServices* wmiNamespace) noexcept : ClassHandler(wmiNamespace) {}
   ~QvrnVlan() override;
 
   /// Ends with WBEM_E_NOT_FOUND on a machine without VLANs (kept).
@@ -37,10 +36,12 @@ class QvrnVlan final : public ClassHandler {
   struct Vlan;
   using Operation = HRESULT (*)(IWbemServices* wmiNamespace, const wchar_t* fileName) noexcept;
 
-  HRESULT BuildInstance(const Vlan& vlan, IWbemContext* context, IWbemClassObject** instance) const noexcept;
-  HRESULT FindInstance(const wchar_t* key, IWbemContext* context, IWbemClassObject** instance) const;
-  HRESULT RunMethod(const BSTR method, Operation operation, IWbemContext* context, IWbemClassObject* inParameters,
-                    IWbemObjectSink* sink) const;
+  static HRESULT BuildInstance(IWbemServices* wmiNamespace, const Vlan& vlan, IWbemContext* context,
+                               IWbemClassObject** instance) noexcept;
+  static HRESULT FindInstance(IWbemServices* wmiNamespace, const wchar_t* key, IWbemContext* context,
+                              IWbemClassObject** instance);
+  static HRESULT RunMethod(const BSTR method, Operation operation, IWbemContext* context,
+                           IWbemClassObject* inParameters, IWbemObjectSink* sink);
 };
 
 }  // namespace qvrn

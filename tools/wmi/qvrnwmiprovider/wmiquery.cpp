@@ -29,9 +29,9 @@ HRESULT ForEachInstance(IWbemServices* wmiNamespace, const wchar_t* query,
 HRESULT ForEachNetworkAdapter(IWbemServices* wmiNamespace, const std::function<void(const wchar_t*)>& visit) {
   return ForEachInstance(wmiNamespace, L"SELECT * FROM Win32_NetworkAdapter", [&](ComPtr<IWbemClassObject> adapter) {
     Variant deviceId;
-    adapter->Get(L"DeviceID", 0, deviceId.Put(), nullptr, nullptr);
+    const HRESULT hr = adapter->Get(L"DeviceID", 0, deviceId.Put(), nullptr, nullptr);
     adapter.Reset();
-    if (deviceId.IsText()) visit(deviceId.Text());
+    if (SUCCEEDED(hr) && deviceId.IsText()) visit(deviceId.Text());
   });
 }
 

@@ -14,7 +14,7 @@ namespace qvrn {
 HRESULT ForEachInstance(IWbemServices* wmiNamespace, const wchar_t* query,
                         const std::function<void(Microsoft::WRL::ComPtr<IWbemClassObject>)>& visit);
 
-/// Visits the DeviceID of each Win32_NetworkAdapter; one whose DeviceID is not a text is left out.
+/// Visits the DeviceID of each Win32_NetworkAdapter; one whose DeviceID cannot be read, or is no text, is left out.
 HRESULT ForEachNetworkAdapter(IWbemServices* wmiNamespace, const std::function<void(const wchar_t* deviceId)>& visit);
 
 }  // namespace qvrn
