@@ -70,31 +70,33 @@ TEST_F(ProviderTest, RefusesMissingArgumentsWithoutTheSink) {
       sink);
 }
 
-TEST_F(ProviderTest, HandlersRefuseMissingArgumentsThemselves) {
+// A handler refuses what it cannot do without: a sink, a path or class, and a provider that lives.
+TEST(ClassHandlers, RefuseMissingArgumentsThemselves) {
   tests::RecordingSink sink;
   const Bstr text(kPath7);
-  const auto expectRefusals = [&](IWbemServices* handler, IWbemServices* bare) {
+  qvrn::QvrnNetworkAdapterConfiguration configuration;
+  qvrn::QvrnNetworkAdapterSetting setting;
+  for (IWbemServices* handler : {static_cast<IWbemServices*>(&configuration), static_cast<IWbemServices*>(&setting)}) {
     ExpectUnsupported(handler, {3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 16, 17, 18, 20, 21, 22, 23, 24, 25});
+    ExpectRefused({handler->CreateInstanceEnumAsync(text.Get(), 0, nullptr, &sink),
+                   handler->GetObjectAsync(text.Get(), 0, nullptr, &sink)},
+                  sink);
+    const tests::Provider living;
     ExpectRefused(
         {handler->CreateInstanceEnumAsync(text.Get(), 0, nullptr, nullptr),
-         bare->CreateInstanceEnumAsync(text.Get(), 0, nullptr, &sink),
-         handler->GetObjectAsync(nullptr, 0, nullptr, &sink), handler->GetObjectAsync(text.Get(), 0, nullptr, nullptr),
-         bare->GetObjectAsync(text.Get(), 0, nullptr, &sink)},
+         handler->GetObjectAsync(nullptr, 0, nullptr, &sink), handler->GetObjectAsync(text.Get(), 0, nullptr, nullptr)},
         sink);
-  };
-  qvrn::QvrnNetworkAdapterConfiguration configuration(&TestNamespace::Instance());
-  qvrn::QvrnNetworkAdapterConfiguration bareConfiguration(nullptr);
-  expectRefusals(&configuration, &bareConfiguration);
+    EXPECT_HRESULT(handler == &setting ? WBEM_E_NOT_AVAILABLE : WBEM_E_INVALID_PARAMETER,
+                   handler->PutInstanceAsync(nullptr, 0, nullptr, &sink));
+  }
+  const tests::Provider living;
   ExpectRefused({configuration.CreateInstanceEnumAsync(nullptr, 0, nullptr, &sink),
                  configuration.PutInstanceAsync(nullptr, 0, nullptr, &sink)},
                 sink);
-  qvrn::QvrnNetworkAdapterSetting setting(&TestNamespace::Instance());
-  qvrn::QvrnNetworkAdapterSetting bareSetting(nullptr);
-  expectRefusals(&setting, &bareSetting);
 }
 
-TEST_F(ProviderTest, AHandlerAnswersForOneInterface) {
-  auto* handler = new qvrn::QvrnNetworkAdapterConfiguration(&TestNamespace::Instance());
+TEST(ClassHandlers, AnswerForOneInterface) {
+  auto* handler = new qvrn::QvrnNetworkAdapterConfiguration;
   void* face = handler;
   EXPECT_HRESULT(E_NOINTERFACE, handler->QueryInterface(IID_IUnknown, &face));
   EXPECT_EQ(face, nullptr);
