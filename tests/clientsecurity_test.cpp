@@ -2,8 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <map>
-#include <vector>
+#include <cstring>
 
 #include "lab/wmi/wbemhost.h"
 #include "platform/handle.h"
@@ -12,61 +11,44 @@
 
 namespace {
 
-// Attributes of the thread token's privileges by their LUID.
-std::map<DWORD, DWORD> Privileges() {
+// Privileges of the calling thread's token.
+qvrn::SavedPrivileges Privileges() {
   qvrn::KernelHandle token;
-  std::map<DWORD, DWORD> privileges;
-  std::vector<BYTE> data(4096);
+  qvrn::SavedPrivileges list;
   DWORD bytes = 0;
-  if (!::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put())) return privileges;
-  if (!::GetTokenInformation(token.Get(), TokenPrivileges, data.data(), 4096, &bytes)) return privileges;
-  const auto* list = reinterpret_cast<const TOKEN_PRIVILEGES*>(data.data());
-  for (DWORD index = 0; index < list->PrivilegeCount; ++index) {
-    privileges[list->Privileges[index].Luid.LowPart] = list->Privileges[index].Attributes;
-  }
-  return privileges;
+  EXPECT_TRUE(::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()));
+  EXPECT_TRUE(::GetTokenInformation(token.Get(), TokenPrivileges, &list, sizeof list, &bytes));
+  return list;
 }
 
-TEST(ImpersonationLevel, FollowsTheThreadToken) {
-  EXPECT_EQ(qvrn::GetImpersonationLevel(), qvrn::ImpersonationLevel::Delegate) << "a thread without a token";
-  for (DWORD level = 1; level <= 4; ++level) {
-    lab::RunAsClient(level, [level] {
-      ASSERT_HRESULT(S_OK, ::CoImpersonateClient());
-      EXPECT_EQ(static_cast<DWORD>(qvrn::GetImpersonationLevel()), level);
-    });
-  }
+bool Same(const qvrn::SavedPrivileges& one, const qvrn::SavedPrivileges& other) {
+  return one.count == other.count && std::memcmp(one.entries, other.entries, one.count * sizeof *one.entries) == 0;
 }
 
 TEST(Privileges, AreAllEnabledAndPutBack) {
   lab::RunAsClient(3, [] {
     ASSERT_HRESULT(S_OK, ::CoImpersonateClient());
-    const std::map<DWORD, DWORD> before = Privileges();
-    ASSERT_FALSE(before.empty());
+    const qvrn::SavedPrivileges before = Privileges();
     qvrn::SavedPrivileges block;
-    EXPECT_HRESULT(S_OK, qvrn::EnableAllPrivileges(block));
-    EXPECT_EQ(block.count, before.size());
-    for (const auto& [luid, attributes] : Privileges()) EXPECT_TRUE(attributes & SE_PRIVILEGE_ENABLED) << luid;
-    EXPECT_HRESULT(S_OK, qvrn::RestorePrivileges(block));
-    EXPECT_EQ(Privileges(), before);
-  });
-}
-
-TEST(Privileges, AreLeftAloneWhereTheBlockIsTooSmall) {
-  lab::RunAsClient(3, [] {
-    ASSERT_HRESULT(S_OK, ::CoImpersonateClient());
-    const std::map<DWORD, DWORD> before = Privileges();
-    qvrn::SavedPrivileges block;
-    block.count = 1;
+    block.count = before.count - 1;
     EXPECT_HRESULT(E_OUTOFMEMORY, qvrn::EnableAllPrivileges(block));
-    EXPECT_EQ(block.count, before.size());
-    EXPECT_EQ(Privileges(), before);
+    EXPECT_EQ(block.count, before.count);
+    EXPECT_TRUE(Same(Privileges(), before)) << "left alone where the block is too small";
+    EXPECT_HRESULT(S_OK, qvrn::EnableAllPrivileges(block)) << "just large enough";
+    EXPECT_TRUE(Same(block, before));
+    const qvrn::SavedPrivileges enabled = Privileges();
+    for (DWORD index = 0; index < enabled.count; ++index)
+      EXPECT_TRUE(enabled.entries[index].Attributes & SE_PRIVILEGE_ENABLED) << index;
+    EXPECT_HRESULT(S_OK, qvrn::RestorePrivileges(block));
+    EXPECT_TRUE(Same(Privileges(), before));
   });
 }
 
-TEST(Privileges, FailWithoutAToken) {
+TEST(Privileges, NeedAToken) {
   qvrn::SavedPrivileges block;
   EXPECT_HRESULT(E_FAIL, qvrn::EnableAllPrivileges(block));
   EXPECT_HRESULT(E_FAIL, qvrn::RestorePrivileges(block));
+  EXPECT_EQ(qvrn::GetImpersonationLevel(), qvrn::ImpersonationLevel::Delegate);
 }
 
 }  // namespace

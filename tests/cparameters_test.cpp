@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/machine.h"
+#include "tools/winhalvextune/cadvanceddlg.h"
 
 namespace {
 
@@ -11,78 +12,68 @@ using qvrn::CIntParameter;
 using ::testing::ElementsAre;
 using tests::Machine;
 
-std::vector<CEnumParameter::Entry> Entries() {
-  return {{L"0", L"Off"}, {L"1", L"On"}, {L"2", L"On"}, {L"02", L"Other"}};
+CEnumParameter Choice() {
+  return {{L"P", L"", L""}, {{L"0", L"Off"}, {L"1", L"On"}, {L"2", L"On"}, {L"02", L"Other"}}, L"1", L"0"};
 }
 
-// The changed flag follows the difference between current and loaded value.
-TEST(EnumParameter, KnowsWhetherItChanged) {
-  CEnumParameter parameter({L"P", L"", L""}, Entries(), L"1", L"0");
-  EXPECT_TRUE(parameter.SetByValue(L"2"));
-  EXPECT_TRUE(parameter.IsChanged());
-  EXPECT_TRUE(parameter.SetByDescription(L"On"));
-  EXPECT_FALSE(parameter.IsChanged()) << "the first entry with the description is the loaded one";
-  EXPECT_TRUE(parameter.RestoreDefault());
-  EXPECT_EQ(std::wstring(parameter.Value()), L"0");
-  EXPECT_TRUE(parameter.IsChanged());
-  EXPECT_TRUE(parameter.RestoreDefault());
-  EXPECT_TRUE(parameter.IsChanged()) << "already the default: the flag stays";
-  parameter.Revert();
-  EXPECT_EQ(std::wstring(parameter.Value()), L"1");
-  EXPECT_FALSE(parameter.IsChanged());
+// What a parameter's steps leave: value, and whether it counts as changed.
+std::pair<std::wstring, bool> State(const CEnumParameter& choice) { return {choice.Value(), choice.IsChanged()}; }
+std::pair<LONG, bool> State(const CIntParameter& number) { return {number.Value(), number.IsChanged()}; }
+
+TEST(Parameter, ChangesWhileItDiffersFromWhatWasLoaded) {
+  CEnumParameter choice = Choice();
+  EXPECT_TRUE(choice.SetByValue(L"2"));
+  EXPECT_EQ(State(choice), std::pair(std::wstring(L"2"), true));
+  EXPECT_TRUE(choice.SetByDescription(L"On")) << "the first entry of two";
+  EXPECT_EQ(State(choice), std::pair(std::wstring(L"1"), false));
+  EXPECT_TRUE(choice.RestoreDefault());
+  EXPECT_EQ(State(choice), std::pair(std::wstring(L"0"), true));
+  EXPECT_TRUE(choice.RestoreDefault());
+  EXPECT_EQ(State(choice), std::pair(std::wstring(L"0"), true)) << "already the default";
+  choice.Revert();
+  EXPECT_EQ(State(choice), std::pair(std::wstring(L"1"), false));
+
+  CIntParameter number({L"P", L"", L""}, {0, 9, 5}, 5);
+  number.SetValue(6);
+  EXPECT_EQ(State(number), std::pair(6L, true));
+  EXPECT_TRUE(number.RestoreDefault());
+  EXPECT_EQ(State(number), std::pair(5L, false));
+  number.SetValue(7);
+  number.Revert();
+  EXPECT_EQ(State(number), std::pair(5L, false));
 }
 
-TEST(EnumParameter, FindsEntriesExactly) {
+TEST(Parameter, FindsEntriesExactly) {
   tests::AssertionRecorder assertions;
-  CEnumParameter parameter({L"P", L"", L""}, Entries(), L"1", L"0");
-  EXPECT_EQ(std::wstring(parameter.GetDescription(L"02")), L"Other");
-  EXPECT_EQ(parameter.GetDescription(L"002"), nullptr);
-  EXPECT_FALSE(parameter.SetByValue(L"3"));
+  CEnumParameter choice = Choice();
+  EXPECT_EQ(std::wstring(choice.GetDescription(L"02")), L"Other");
+  EXPECT_EQ(choice.GetDescription(L"002"), nullptr);
+  EXPECT_FALSE(choice.SetByValue(L"3"));
   EXPECT_THAT(assertions.Take(), ::testing::IsEmpty());
-  EXPECT_FALSE(parameter.SetByDescription(L"on"));
+  EXPECT_FALSE(choice.SetByDescription(L"on"));
   EXPECT_THAT(assertions.Take(), ElementsAre("0, cparameters"));
-  EXPECT_EQ(std::wstring(parameter.Value()), L"1");
+  EXPECT_EQ(State(choice), std::pair(std::wstring(L"1"), false));
 }
 
-TEST(IntParameter, KnowsWhetherItChanged) {
-  CIntParameter parameter({L"P", L"", L""}, {0, 9, 5}, 5);
-  parameter.SetValue(6);
-  EXPECT_TRUE(parameter.IsChanged());
-  EXPECT_TRUE(parameter.RestoreDefault());
-  EXPECT_FALSE(parameter.IsChanged()) << "the default equals the loaded value";
-  parameter.SetValue(7);
-  parameter.Revert();
-  EXPECT_EQ(parameter.Value(), 5);
-  EXPECT_FALSE(parameter.IsChanged());
-}
-
-TEST(ParameterWrite, FailsWhereTheKeyCannotBeOpenedAndOnlyThen) {
+TEST(Parameter, KeepsItsLabelsAndItsRoom) {
   Machine machine;
-  tests::AssertionRecorder assertions;
-  qvrn::CInstanceKey nowhere(L"Software\\Nowhere");
-  CEnumParameter choice({L"P", L"", L""}, Entries(), L"1", L"0");
-  CIntParameter number({L"Q", L"", L""}, {0, 9, 5}, 5);
-  qvrn::CStringParameter text({L"R", L"", L""}, L"a");
-  for (const qvrn::CParameter* parameter :
-       {static_cast<qvrn::CParameter*>(&choice), static_cast<qvrn::CParameter*>(&number),
-        static_cast<qvrn::CParameter*>(&text)}) {
-    EXPECT_TRUE(parameter->Write(nowhere)) << "unchanged";
-  }
-  EXPECT_THAT(assertions.Take(), ::testing::IsEmpty());
-  choice.SetByValue(L"0");
-  number.SetValue(-7);
-  text.SetText(L"b");
-  EXPECT_FALSE(choice.Write(nowhere));
-  EXPECT_FALSE(number.Write(nowhere));
-  EXPECT_FALSE(text.Write(nowhere));
-  EXPECT_THAT(assertions.Take(), ElementsAre("false, cparameters", "false, cparameters", "false, cparameters"));
-
   machine.AddAdapter(7);
-  qvrn::CInstanceKey instanceKey(Machine::InstanceKey(7).c_str());
-  EXPECT_TRUE(choice.Write(instanceKey) && number.Write(instanceKey) && text.Write(instanceKey));
-  EXPECT_EQ(machine.Stored(7, L"P"), L"0");
-  EXPECT_EQ(machine.Stored(7, L"Q"), L"-7");
-  EXPECT_EQ(machine.Stored(7, L"R"), L"b");
+  for (const wchar_t* name : {L"A", L"B", L"C", L"D", L"E", L"F", L"G", L"H", L"I", L"J", L"K", L"L"}) {
+    machine.AddInteger(7, name, L"0", L"9", L"1");
+    if (*name != L'B') machine.WriteText(Machine::InstanceKey(7) + L"\\Ndi\\config\\" + name, L"Group", name);
+  }
+  machine.AddDescriptor(7, L"M", {{L"ParamDesc", L"Number of Receive Rings"}, {L"default", L"1"}, {L"Group", L"A"}});
+  qvrn::CAdvancedDlg model(Machine::InstanceKey(7).c_str());
+  ASSERT_TRUE(model.Load(L"x"));
+  ASSERT_EQ(model.Groups().size(), 10u);
+  EXPECT_EQ(model.Groups()[0].members, 2u);
+  EXPECT_EQ(model.Groups()[1].name + model.Groups()[9].name, L"GeneralJ");
+  EXPECT_EQ(model.Groups()[1].members, 1u);
+  EXPECT_EQ(model.Slot(11)->Group(), L"L") << "a group too many is not recorded; its parameter is kept";
+  EXPECT_EQ(model.Slot(12)->Description(), L"Number of Receive Rings");
+  for (const CEnumParameter::Entry& ring : static_cast<CEnumParameter*>(model.Slot(12))->Entries()) {
+    EXPECT_EQ(std::wstring(ring.value), std::wstring(ring.description));
+  }
 }
 
 }  // namespace

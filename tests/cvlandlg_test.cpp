@@ -39,7 +39,7 @@ class VlanEngineTest : public ::testing::Test {
   }
   static Texts NumbersOf(CVlanDlg& engine) {
     Texts numbers;
-    for (DWORD index = 0; index < engine.List().Count(); ++index) numbers.push_back(engine.List().VlanIdAt(index));
+    for (DWORD index = 0; index < engine.List().Count(); ++index) numbers.push_back(engine.List().NumberAt(index));
     return numbers;
   }
   // Adding leaves the apartment of its thread.

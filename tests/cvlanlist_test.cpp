@@ -41,7 +41,7 @@ class VlanListTest : public ::testing::Test {
   std::vector<std::wstring> Entries() const {
     std::vector<std::wstring> entries;
     for (DWORD index = 0; index < m_list.Count(); ++index) {
-      entries.push_back(std::wstring(m_list.VlanIdAt(index)) + L" " + m_list.NameAt(index) + L" " +
+      entries.push_back(std::wstring(m_list.NumberAt(index)) + L" " + m_list.NameAt(index) + L" " +
                         m_list.PriorityAt(index));
     }
     return entries;
@@ -110,10 +110,10 @@ TEST_F(VlanListTest, PutsNewEntriesAtTheHead) {
   EXPECT_FALSE(m_list.Remove(L"2"));
   EXPECT_THAT(Entries(), ElementsAre(L"3 n 0", L"1 n 0"));
   EXPECT_STREQ(m_list.NameOf(L"3"), L"n");
-  EXPECT_EQ(m_list.VlanIdOf(L"2"), nullptr);
+  EXPECT_EQ(m_list.NumberOf(L"2"), nullptr);
   EXPECT_EQ(m_list.PriorityOf(nullptr), nullptr);
   EXPECT_EQ(m_list.Find(nullptr), nullptr);
-  EXPECT_EQ(m_list.FindByVlanId(L"03"), nullptr);
+  EXPECT_EQ(m_list.FindByNumber(L"03"), nullptr);
 
   EXPECT_EQ(m_list.InstanceIdAt(2), nullptr);
   EXPECT_THAT(m_assertions.Take(), IsEmpty());
@@ -139,7 +139,7 @@ TEST_F(VlanListTest, TheFirstVlanWithANameOrNumberHasIt) {
   };
   for (const auto& row : rows) {
     EXPECT_EQ(m_list.IsNameTaken(row.text, row.excluded), row.nameTaken) << ::testing::PrintToString(row.text);
-    EXPECT_EQ(m_list.IsVlanIdTaken(row.text, row.excluded), row.numberTaken) << ::testing::PrintToString(row.text);
+    EXPECT_EQ(m_list.IsNumberTaken(row.text, row.excluded), row.numberTaken) << ::testing::PrintToString(row.text);
   }
 }
 

@@ -4,260 +4,107 @@
 
 #include <thread>
 
-#include "lab/wmi/classobject.h"
-#include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
-#include "platform/handle.h"
-#include "tests/support/fakeinstance.h"
-#include "tests/support/imports.h"
 #include "tests/support/machine.h"
 #include "tests/support/provider.h"
-#include "tools/wmi/qvrnwmiprovider/clientsecurity.h"
+#include "tools/wmi/qvrnwmiprovider/qvrnnetworkadapterconfiguration.h"
+#include "tools/wmi/qvrnwmiprovider/qvrnnetworkadaptersetting.h"
 
 namespace {
 
 using Microsoft::WRL::ComPtr;
 using qvrn::Bstr;
 using tests::Outcome;
-using tests::Provider;
+using tests::TestNamespace;
 
 constexpr wchar_t kConfiguration[] = L"QvrnEN_NetworkAdapterConfiguration";
 constexpr wchar_t kPath7[] = L"QvrnEN_NetworkAdapterConfiguration.SettingID=\"7\"";
-constexpr char kNoHandler[] = "0x80041008, sink 0x00000001";
-constexpr char kDenied[] = "0x80041003, sink 0x80041003";
-constexpr char kRefused[] = "0x80041008, sink";
-
-ComPtr<IWbemClassObject> InstanceOf(const wchar_t* className) {
-  auto definition = std::make_shared<lab::ClassDefinition>();
-  definition->name = className;
-  return lab::MakeInstance(definition);
-}
-
-bool HasThreadToken() {
-  qvrn::KernelHandle token;
-  return ::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) || ::GetLastError() != ERROR_NO_TOKEN;
-}
 
 class ProviderTest : public ::testing::Test {
  protected:
   tests::Machine m_machine;
-  Provider m_provider;
+  tests::Provider m_provider;
 };
 
-TEST_F(ProviderTest, HasTwoFaces) {
+TEST_F(ProviderTest, HoldsEachNamespaceThatItIsGivenAndReleasesTheLast) {
+  TestNamespace& wmiNamespace = TestNamespace::Instance();
+  const ULONG before = wmiNamespace.References();
   ComPtr<IWbemProviderInit> provider = tests::CreateProvider();
-  ComPtr<IWbemServices> services;
-  ComPtr<IUnknown> unknown;
-  ASSERT_HRESULT(S_OK, provider.As(&services));
-  ASSERT_HRESULT(S_OK, services.As(&unknown));
-  EXPECT_EQ(unknown.Get(), static_cast<IUnknown*>(provider.Get()));
-  void* other = services.Get();
-  EXPECT_HRESULT(E_NOINTERFACE, services->QueryInterface(IID_IWbemObjectSink, &other));
-  EXPECT_EQ(other, nullptr);
-}
-
-TEST_F(ProviderTest, InitializationNeedsANamespace) {
-  const ComPtr<IWbemProviderInit> provider = tests::CreateProvider();
   EXPECT_EQ(tests::InitializeProvider(provider.Get(), nullptr).Text(), "0x00000000, sink 0x80041001");
-  ComPtr<IWbemServices> services;
-  provider.As(&services);
-  const Outcome refused = m_provider.Run([&](IWbemServices*, IWbemObjectSink* sink) {
-    return services->GetObjectAsync(Bstr(kPath7).Get(), 0, nullptr, sink);
-  });
-  EXPECT_EQ(refused.Text(), kRefused);
+  EXPECT_EQ(tests::InitializeProvider(provider.Get(), &wmiNamespace).Text(), "0x00000000, sink 0x00000000");
+  tests::InitializeProvider(provider.Get(), &wmiNamespace);
+  EXPECT_EQ(wmiNamespace.References(), before + 2);
+  provider.Reset();
+  EXPECT_EQ(wmiNamespace.References(), before + 1);
 }
 
-TEST_F(ProviderTest, HoldsTheNamespaceWhileItLivesAndTheFirstOfTwoForEver) {
-  const ULONG before = tests::TestNamespace::Instance().References();
-  for (const ULONG initializations : {1, 2}) {
-    {
-      const ComPtr<IWbemProviderInit> provider = tests::CreateProvider();
-      for (ULONG time = 1; time <= initializations; ++time) {
-        tests::InitializeProvider(provider.Get(), &tests::TestNamespace::Instance());
-        EXPECT_EQ(tests::TestNamespace::Instance().References(), before + time);
-      }
-    }
-    EXPECT_EQ(tests::TestNamespace::Instance().References(), before + initializations - 1);
+// Calls the method in each of the slots of an object's virtual table with nothing but zeros.
+void ExpectUnsupported(IWbemServices* services, std::initializer_list<int> slots) {
+  using Method = HRESULT(STDMETHODCALLTYPE*)(void*, void*, void*, void*, void*, void*, void*, void*);
+  const auto* table = *reinterpret_cast<Method**>(services);
+  for (const int slot : slots) {
+    EXPECT_HRESULT(WBEM_E_NOT_SUPPORTED,
+                   table[slot](services, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr))
+        << slot;
   }
 }
 
-TEST_F(ProviderTest, AnswersTheUnroutedMethodsAlike) {
-  IWbemServices* services = m_provider.Services();
-  const HRESULT results[] = {
-      services->OpenNamespace(nullptr, 0, nullptr, nullptr, nullptr),
-      services->CancelAsyncCall(nullptr),
-      services->QueryObjectSink(0, nullptr),
-      services->GetObject(nullptr, 0, nullptr, nullptr, nullptr),
-      services->PutClass(nullptr, 0, nullptr, nullptr),
-      services->PutClassAsync(nullptr, 0, nullptr, nullptr),
-      services->DeleteClass(nullptr, 0, nullptr, nullptr),
-      services->DeleteClassAsync(nullptr, 0, nullptr, nullptr),
-      services->CreateClassEnum(nullptr, 0, nullptr, nullptr),
-      services->CreateClassEnumAsync(nullptr, 0, nullptr, nullptr),
-      services->PutInstance(nullptr, 0, nullptr, nullptr),
-      services->DeleteInstance(nullptr, 0, nullptr, nullptr),
-      services->CreateInstanceEnum(nullptr, 0, nullptr, nullptr),
-      services->ExecQuery(nullptr, nullptr, 0, nullptr, nullptr),
-      services->ExecQueryAsync(nullptr, nullptr, 0, nullptr, nullptr),
-      services->ExecNotificationQuery(nullptr, nullptr, 0, nullptr, nullptr),
-      services->ExecNotificationQueryAsync(nullptr, nullptr, 0, nullptr, nullptr),
-      services->ExecMethod(nullptr, nullptr, 0, nullptr, nullptr, nullptr, nullptr),
-  };
-  for (const HRESULT hr : results) EXPECT_HRESULT(WBEM_E_NOT_SUPPORTED, hr);
+// What handlers and provider refuse, without a call of the sink.
+void ExpectRefused(std::initializer_list<HRESULT> results, const tests::RecordingSink& sink) {
+  for (const HRESULT hr : results) EXPECT_HRESULT(WBEM_E_INVALID_PARAMETER, hr);
+  EXPECT_TRUE(sink.calls.statuses.empty());
 }
 
 TEST_F(ProviderTest, RefusesMissingArgumentsWithoutTheSink) {
-  const Bstr path(kPath7);
-  using Services = IWbemServices*;
-  using Sink = IWbemObjectSink*;
-  const Provider::Request requests[] = {
-      [](Services s, Sink k) { return s->CreateInstanceEnumAsync(nullptr, 0, nullptr, k); },
-      [](Services s, Sink k) { return s->GetObjectAsync(nullptr, 0, nullptr, k); },
-      [](Services s, Sink k) { return s->DeleteInstanceAsync(nullptr, 0, nullptr, k); },
-      [](Services s, Sink k) { return s->ExecMethodAsync(nullptr, nullptr, 0, nullptr, nullptr, k); },
-      [&](Services s, Sink) { return s->CreateInstanceEnumAsync(path.Get(), 0, nullptr, nullptr); },
-      [&](Services s, Sink) { return s->GetObjectAsync(path.Get(), 0, nullptr, nullptr); },
-      [](Services s, Sink) { return s->PutInstanceAsync(nullptr, 0, nullptr, nullptr); },
-      [&](Services s, Sink) { return s->DeleteInstanceAsync(path.Get(), 0, nullptr, nullptr); },
-      [&](Services s, Sink) { return s->ExecMethodAsync(path.Get(), nullptr, 0, nullptr, nullptr, nullptr); },
-  };
-  for (const auto& request : requests) EXPECT_EQ(m_provider.Run(request).Text(), kRefused) << &request - requests;
+  IWbemServices* s = m_provider.Services();
+  ExpectUnsupported(s, {3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 16, 18, 20, 21, 22, 23, 24});
+  tests::RecordingSink sink;
+  const Bstr text(kPath7);
+  ExpectRefused(
+      {s->CreateInstanceEnumAsync(text.Get(), 0, nullptr, nullptr),
+       s->CreateInstanceEnumAsync(nullptr, 0, nullptr, &sink), s->GetObjectAsync(text.Get(), 0, nullptr, nullptr),
+       s->GetObjectAsync(nullptr, 0, nullptr, &sink), s->PutInstanceAsync(nullptr, 0, nullptr, nullptr),
+       s->DeleteInstanceAsync(text.Get(), 0, nullptr, nullptr), s->DeleteInstanceAsync(nullptr, 0, nullptr, &sink),
+       s->ExecMethodAsync(text.Get(), nullptr, 0, nullptr, nullptr, nullptr),
+       s->ExecMethodAsync(nullptr, nullptr, 0, nullptr, nullptr, &sink)},
+      sink);
 }
 
-TEST_F(ProviderTest, RoutesByTheExactClassName) {
-  EXPECT_EQ(m_provider.Enumerate(L"qvrnen_networkadapterconfiguration").Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Get(L"Other_Class.Key=\"7\"").Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Get(L"\\\\HOST\\root\\cimv2:").Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Get(L".SettingID=\"7\"").Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Put(InstanceOf(L"Other_Class").Get()).Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Put(nullptr).Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Delete(L"Other_Class").Text(), kNoHandler);
-  EXPECT_EQ(m_provider.Method(L"Other_Class", L"Run").Text(), kNoHandler);
-  // What the handler says goes to the sink once more.
-  EXPECT_EQ(m_provider.Delete(kPath7).Text(), "0x8004100C, sink 0x8004100C");
-  EXPECT_EQ(m_provider.Method(kConfiguration, nullptr).Text(), "0x8004100C, sink 0x8004100C");
-}
-
-TEST_F(ProviderTest, RefusesLevelsMethodByMethod) {
-  m_machine.AddUsualAdapter(7);
-  const ComPtr<IWbemClassObject> instance = m_provider.Get(kPath7).sink.objects.at(0);
-  const struct {
-    DWORD level;
-    bool enumerates;
-    bool others;
-  } rows[] = {{1, false, true}, {2, false, false}, {3, true, true}, {4, true, true}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(m_provider.Enumerate(kConfiguration, row.level).Text() != kDenied, row.enumerates) << row.level;
-    EXPECT_EQ(m_provider.Get(kPath7, row.level).Text() != kDenied, row.others) << row.level;
-    EXPECT_EQ(m_provider.Put(instance.Get(), 0, row.level).Text() != kDenied, row.others) << row.level;
-    EXPECT_EQ(m_provider.Delete(kPath7, row.level).Text() != kDenied, row.others) << row.level;
-    EXPECT_EQ(m_provider.Method(kPath7, L"Run", nullptr, row.level).Text() != kDenied, row.others) << row.level;
+// A handler refuses what it cannot do without: a sink, a path or class, and a provider that lives.
+TEST(ClassHandlers, RefuseMissingArgumentsThemselves) {
+  tests::RecordingSink sink;
+  const Bstr text(kPath7);
+  qvrn::QvrnNetworkAdapterConfiguration configuration;
+  qvrn::QvrnNetworkAdapterSetting setting;
+  for (IWbemServices* handler : {static_cast<IWbemServices*>(&configuration), static_cast<IWbemServices*>(&setting)}) {
+    ExpectUnsupported(handler, {3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 16, 17, 18, 20, 21, 22, 23, 24, 25});
+    ExpectRefused({handler->CreateInstanceEnumAsync(text.Get(), 0, nullptr, &sink),
+                   handler->GetObjectAsync(text.Get(), 0, nullptr, &sink)},
+                  sink);
+    const tests::Provider living;
+    ExpectRefused(
+        {handler->CreateInstanceEnumAsync(text.Get(), 0, nullptr, nullptr),
+         handler->GetObjectAsync(nullptr, 0, nullptr, &sink), handler->GetObjectAsync(text.Get(), 0, nullptr, nullptr)},
+        sink);
+    EXPECT_HRESULT(handler == &setting ? WBEM_E_NOT_AVAILABLE : WBEM_E_INVALID_PARAMETER,
+                   handler->PutInstanceAsync(nullptr, 0, nullptr, &sink));
   }
-  EXPECT_EQ(m_provider.Get(kPath7, 1).Text(), "0x00000000, sink 0x00000000 0x00000000");
+  const tests::Provider living;
+  ExpectRefused({configuration.CreateInstanceEnumAsync(nullptr, 0, nullptr, &sink),
+                 configuration.PutInstanceAsync(nullptr, 0, nullptr, &sink)},
+                sink);
 }
 
-TEST_F(ProviderTest, GoesBackToTheProcessOnlyWhereAnEnumerationIsRefused) {
-  const Bstr className(kConfiguration);
-  const Bstr path(kPath7);
-  using Services = IWbemServices*;
-  using Sink = IWbemObjectSink*;
-  const Provider::Request enumerate = [&](Services services, Sink sink) {
-    return services->CreateInstanceEnumAsync(className.Get(), 0, nullptr, sink);
-  };
-  const Provider::Request get = [&](Services services, Sink sink) {
-    return services->GetObjectAsync(path.Get(), 0, nullptr, sink);
-  };
-  const struct {
-    Provider::Request request;
-    DWORD level;
-    bool tokenLeft;
-  } rows[] = {
-      {enumerate, 2, false},
-      {enumerate, 3, true},
-      {get, 2, true},
-      {get, 3, true},
-      {[](Services services, Sink sink) { return services->PutInstanceAsync(nullptr, 0, nullptr, sink); }, 2, true},
-      {[&](Services services, Sink sink) { return services->DeleteInstanceAsync(path.Get(), 0, nullptr, sink); }, 2,
-       true},
-  };
-  for (const auto& row : rows) {
-    bool left = !row.tokenLeft;
-    const auto request = [&](Services services, Sink sink) {
-      const HRESULT hr = row.request(services, sink);
-      left = HasThreadToken();
-      return hr;
-    };
-    m_provider.Run(request, row.level);
-    EXPECT_EQ(left, row.tokenLeft) << &row - rows;
-  }
-}
-
-// Enabled privileges of the calling thread's token.
-DWORD EnabledPrivileges() {
-  qvrn::KernelHandle token;
-  qvrn::SavedPrivileges privileges;
-  DWORD bytes = 0;
-  DWORD enabled = 0;
-  if (!::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) ||
-      !::GetTokenInformation(token.Get(), TokenPrivileges, &privileges, sizeof privileges, &bytes)) {
-    return 0;
-  }
-  for (DWORD index = 0; index < privileges.count; ++index) {
-    if ((privileges.entries[index].Attributes & SE_PRIVILEGE_ENABLED) != 0) ++enabled;
-  }
-  return enabled;
-}
-
-TEST_F(ProviderTest, RaisesPrivilegesAroundAChangeOnly) {
-  m_machine.AddUsualAdapter(7);
-  const ComPtr<IWbemClassObject> target = m_provider.Get(kPath7).sink.objects.at(0);
-  tests::ForwardingObject instance(target.Get());
-  DWORD routing = 0;
-  DWORD handling = 0;
-  DWORD afterwards = 0;
-  instance.onGet = [&](const std::wstring& name, VARIANT*) {
-    (name == L"__CLASS" ? routing : handling) = EnabledPrivileges();
-    return S_OK;
-  };
-  m_provider.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    const HRESULT hr = services->PutInstanceAsync(&instance, 0, nullptr, sink);
-    afterwards = EnabledPrivileges();
-    return hr;
-  });
-  EXPECT_GT(routing, 0u);
-  EXPECT_GT(handling, routing);
-  EXPECT_EQ(afterwards, routing);
-
-  DWORD reading = 0;
-  tests::TestNamespace::Instance().onCall = [&] { reading = EnabledPrivileges(); };
-  m_provider.Get(kPath7);
-  EXPECT_EQ(reading, routing);
-  m_provider.Enumerate(kConfiguration);
-  EXPECT_EQ(reading, routing);
-}
-
-TEST_F(ProviderTest, FindsNoHandlerForAnInstanceWithoutAReadableClass) {
-  m_machine.AddUsualAdapter(7);
-  const ComPtr<IWbemClassObject> target = m_provider.Get(kPath7).sink.objects.at(0);
-  tests::ForwardingObject instance(target.Get());
-  const std::pair<HRESULT, VARTYPE> answers[] = {{WBEM_E_FAILED, VT_EMPTY}, {S_OK, VT_I4}, {S_OK, VT_BSTR}};
-  for (const auto& [hr, type] : answers) {
-    instance.onGet = [hr = hr, type = type](const std::wstring&, VARIANT* value) {
-      value->vt = type;
-      value->bstrVal = nullptr;
-      return hr;
-    };
-    EXPECT_EQ(m_provider.Put(&instance).Text(), kNoHandler) << type;
-  }
-}
-
-TEST_F(ProviderTest, PassesOnAFailedImpersonation) {
-  EXPECT_EQ(m_provider.Get(kPath7, 0).Text(), "0x80010117, sink 0x80010117");
-}
-
-TEST_F(ProviderTest, ReportsAFailedPrivilegeBlockWithoutTheHandler) {
-  const tests::FailingAllocation failing(sizeof(qvrn::SavedPrivileges));
-  EXPECT_EQ(m_provider.Delete(kPath7).Text(), "0x8007000E, sink 0x8007000E");
+TEST(ClassHandlers, AnswerForOneInterface) {
+  auto* handler = new qvrn::QvrnNetworkAdapterConfiguration;
+  void* face = handler;
+  EXPECT_HRESULT(E_NOINTERFACE, handler->QueryInterface(IID_IUnknown, &face));
+  EXPECT_EQ(face, nullptr);
+  EXPECT_HRESULT(S_OK, handler->QueryInterface(IID_IWbemServices, &face));
+  EXPECT_EQ(face, static_cast<IWbemServices*>(handler));
+  EXPECT_EQ(handler->AddRef(), 2u);
+  EXPECT_EQ(handler->Release(), 1u);
+  EXPECT_EQ(handler->Release(), 0u);
 }
 
 TEST_F(ProviderTest, ServesEightClientsAtOnce) {
@@ -268,19 +115,16 @@ TEST_F(ProviderTest, ServesEightClientsAtOnce) {
   std::vector<std::thread> clients;
   for (std::size_t client = 0; client < answers.size(); ++client) {
     clients.emplace_back([&, client] {
-      for (int round = 0; round < 5; ++round) {
+      for (int round = 0; round < 3; ++round) {
         const Outcome outcome = client % 2 == 0 ? m_provider.Get(kPath7) : m_provider.Enumerate(kConfiguration);
-        for (const auto& object : outcome.sink.objects) {
+        for (const auto& object : outcome.sink.objects)
           answers[client] += tests::PropertyText(object.Get(), L"MaxFrameSize") + L" ";
-        }
       }
     });
   }
   for (std::thread& client : clients) client.join();
-  for (std::size_t client = 0; client < answers.size(); ++client) {
-    EXPECT_EQ(answers[client],
-              client % 2 == 0 ? L"4000 4000 4000 4000 4000 " : L"4000 1514 4000 1514 4000 1514 4000 1514 4000 1514 ");
-  }
+  for (std::size_t client = 0; client < answers.size(); ++client)
+    EXPECT_EQ(answers[client], client % 2 == 0 ? L"4000 4000 4000 " : L"4000 1514 4000 1514 4000 1514 ");
 }
 
 }  // namespace

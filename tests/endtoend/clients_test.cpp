@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 
+#include "platform/assertion.h"
 #include "platform/registrykey.h"
 #include "tests/support/crashexit.h"
 
@@ -100,6 +101,18 @@ TEST_F(InstalledLab, RegistrationNamesTheDll) {
       Words(OutputOf(L"reg query HKLM\\Software\\Classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7} /s")),
       AllOf(HasSubstr("(Default) REG_SZ WMI Quorvane Ethernet Provider "),
             HasSubstr("InprocServer32 (Default) REG_SZ C:\\qvrn\\qvrnwmiprovider.dll ThreadingModel REG_SZ Both ")));
+}
+
+TEST_F(InstalledLab, TheDllHoldsTheTextOfTheEventOfAFailedCheck) {
+  const HMODULE module = ::LoadLibraryExW(L"C:\\qvrn\\qvrnwmiprovider.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  const wchar_t* inserts[] = {L"bRet == true", L"common", L"7"};
+  wchar_t text[256] = {};
+  ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, qvrn::kAssertionEvent, 0, text,
+                   256, reinterpret_cast<va_list*>(inserts));
+  EXPECT_STREQ(text,
+               L"A check of the WMI Quorvane Ethernet Provider has failed; the request went on. Expression: bRet == "
+               L"true. Source: common, line 7.\r\n");
+  ::FreeLibrary(module);
 }
 
 // The module is idle until a provider has been initialised; from then on the handlers keep it in use.

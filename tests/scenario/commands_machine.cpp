@@ -29,6 +29,14 @@ std::string FourDigits(unsigned long index) {
   return std::string(text.size() < 4 ? 4 - text.size() : 0, '0') + text;
 }
 
+// "A,B,C"
+std::vector<std::string> Listed(const std::string& text) {
+  std::vector<std::string> parts;
+  std::istringstream stream(text);
+  for (std::string part; std::getline(stream, part, ',');) parts.push_back(part);
+  return parts;
+}
+
 // "KEY:NAME"; the name begins behind the last colon.
 std::pair<std::wstring, std::wstring> SplitName(const std::string& text) {
   const std::size_t colon = text.rfind(':');
@@ -61,37 +69,45 @@ void Interpreter::MakeMachine(Words& words) {
   }
 }
 
-// adapter INDEX [COMPONENT-ID] [absent]: an instance of the network class; absent ones have no device.
+// adapter INDEX[,INDEX...] [COMPONENT-ID] [absent]: instances of the network class; absent ones have no device.
 void Interpreter::AddAdapter(Words& words) {
-  const unsigned long index = words.TakeNumber();
-  const std::string key = "<class>\\" + FourDigits(index);
+  const std::vector<std::string> indexes = Listed(words.Take());
   const bool absent = words.Accept("absent");
   const std::string component = absent || words.AtEnd() ? "qvx4\\halvex_eth" : words.Take();
-  const std::string name = std::to_string(index);
-  RunNested("registry-set " + key + ":NetCfgInstanceId \"{" + name + "}\"");
-  RunNested("registry-set " + key + ":ComponentId \"" + component + "\"");
-  RunNested("registry-set " + key + ":DriverDesc \"Adapter " + name + "\"");
-  if (absent || words.Accept("absent")) return;
-  const std::string device = "PCI\\VEN_51A0&DEV_4801\\4&" + name;
-  RunNested("registry-set " + key + ":DeviceInstanceID \"" + device + "\"");
-  RunNested("registry-set SYSTEM\\CurrentControlSet\\Enum\\" + device +
-            ":ClassGUID \"{4D36E972-E325-11CE-BFC1-08002bE10318}\"");
+  const bool isPresent = !absent && !words.Accept("absent");
+  for (const std::string& name : indexes) {
+    const std::string key = "<class>\\" + FourDigits(std::stoul(name));
+    RunNested("registry-set " + key + ":NetCfgInstanceId \"{" + name + "}\"");
+    RunNested("registry-set " + key + ":ComponentId \"" + component + "\"");
+    RunNested("registry-set " + key + ":DriverDesc \"Adapter " + name + "\"");
+    if (!isPresent) continue;
+    const std::string device = "PCI\\VEN_51A0&DEV_4801\\4&" + name;
+    RunNested("registry-set " + key + ":DeviceInstanceID \"" + device + "\"");
+    RunNested("registry-set SYSTEM\\CurrentControlSet\\Enum\\" + device +
+              ":ClassGUID \"{4D36E972-E325-11CE-BFC1-08002bE10318}\"");
+  }
 }
 
-// parameter ADAPTER KEYWORD NAME=VALUE... [enum VALUE...]: a description below Ndi\config; ParamDesc is the keyword
-// unless given, each value of an enumeration its own description.
+// parameter ADAPTER[,ADAPTER...] KEYWORD[,KEYWORD...] NAME=VALUE... [enum VALUE...]: descriptions below Ndi\config;
+// ParamDesc is the keyword unless given, each value of an enumeration its own description, # the keyword's number.
 void Interpreter::AddParameter(Words& words) {
-  const std::string adapter = "<class>\\" + FourDigits(words.TakeNumber());
-  const std::string keyword = words.Take();
-  const std::string key = adapter + "\\Ndi\\config\\" + keyword;
-  RunNested("registry-set " + key + ":ParamDesc \"" + keyword + "\"");
-  while (!words.AtEnd() && !words.Accept("enum")) {
-    const auto [name, value, quoted] = words.TakeAssignment();
-    RunNested("registry-set " + key + ":" + name + " \"" + value + "\"");
-  }
-  while (!words.AtEnd()) {
-    const std::string value = words.Take();
-    RunNested("registry-set " + key + "\\Enum:" + value + " \"" + value + "\"");
+  const std::vector<std::string> adapters = Listed(words.Take());
+  const std::vector<std::string> keywords = Listed(words.Take());
+  const std::string description = words.TakeRest();
+  for (const std::string& adapter : adapters) {
+    for (std::size_t at = 0; at < keywords.size(); ++at) {
+      const std::string key = "<class>\\" + FourDigits(std::stoul(adapter)) + "\\Ndi\\config\\" + keywords[at];
+      RunNested("registry-set " + key + ":ParamDesc \"" + keywords[at] + "\"");
+      Words rest(description);
+      while (!rest.AtEnd() && !rest.Accept("enum")) {
+        const auto [name, value, quoted] = rest.TakeAssignment();
+        RunNested("registry-set " + key + ":" + name + " \"" + (value == "#" ? std::to_string(at + 1) : value) + "\"");
+      }
+      while (!rest.AtEnd()) {
+        const std::string value = rest.Take();
+        RunNested("registry-set " + key + "\\Enum:" + value + " \"" + value + "\"");
+      }
+    }
   }
 }
 
@@ -200,15 +216,10 @@ void Interpreter::ShowFile(Words& words) { Note("result", "", ReadFile(Expanded(
 void Interpreter::Fail(Words& words) {
   const std::string name = words.Take();
   std::string part = Expanded(words);
-  std::uint32_t code = 0;
-  try {
-    std::size_t used = 0;
-    code = static_cast<std::uint32_t>(std::stoul(part, &used, 0));
-    if (used != part.size()) throw std::invalid_argument(part);
-    part.clear();
-  } catch (const std::invalid_argument&) {
-    code = static_cast<std::uint32_t>(words.TakeNumber());
-  }
+  Words rest = words;
+  const bool isCode = rest.AtEnd() || rest.Accept("skip") || rest.Accept("times");
+  const auto code = static_cast<std::uint32_t>(isCode ? std::stoul(part, nullptr, 0) : words.TakeNumber());
+  if (isCode) part.clear();
   const int skip = words.Accept("skip") ? static_cast<int>(words.TakeNumber()) : 0;
   const int times = words.Accept("times") ? static_cast<int>(words.TakeNumber()) : 1;
   FailCalls(name, part, code, skip, times);

@@ -14,6 +14,7 @@
 #include "platform/handle.h"
 #include "tests/scenario/comproxy.h"
 #include "tests/scenario/events.h"
+#include "tests/scenario/functions.h"
 #include "tests/scenario/interpreter.h"
 #include "tools/qvrnctl/client.h"
 
@@ -95,6 +96,11 @@ LONG TakeFlags(Words& words) {
   return flags;
 }
 
+// [context]: one that is only ever passed on.
+IWbemContext* TakeContext(Words& words) {
+  return words.Accept("context") ? reinterpret_cast<IWbemContext*>(0x5A) : nullptr;
+}
+
 }  // namespace
 
 // NAME="TEXT" | NAME=NUMBER | NAME=null ...
@@ -131,25 +137,27 @@ void Interpreter::UseProvider(Words& words) {
   }
 }
 
-// enumerate [flags N] CLASS
+// enumerate [flags N] [context] CLASS
 void Interpreter::Enumerate(Words& words) {
   const RequestEnd end;
   const RegistryWatch watch(Machine(), m_shown.contains("registry"));
   const LONG flags = TakeFlags(words);
+  IWbemContext* const context = TakeContext(words);
   const Bstr name = TextOrNone(words.Take());
   m_service.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->CreateInstanceEnumAsync(name.Get(), flags, nullptr, sink);
+    return services->CreateInstanceEnumAsync(name.Get(), flags, context, sink);
   });
 }
 
-// get [flags N] PATH
+// get [flags N] [context] PATH
 void Interpreter::Get(Words& words) {
   const RequestEnd end;
   const RegistryWatch watch(Machine(), m_shown.contains("registry"));
   const LONG flags = TakeFlags(words);
+  IWbemContext* const context = TakeContext(words);
   const Bstr path = TextOrNone(m_aliases->Expand(words.TakeRest()));
   m_service.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
-    return services->GetObjectAsync(path.Get(), flags, nullptr, sink);
+    return services->GetObjectAsync(path.Get(), flags, context, sink);
   });
 }
 
@@ -241,6 +249,21 @@ void Interpreter::InstallDriver(Words& words) {
   HRESULT hr = S_OK;
   RunObserved(3, [&] { hr = qvrn::InstallMuxDriver(folder.Get(), index); });
   NoteResult(hr);
+}
+
+// call FUNCTION ARGUMENT... [| ARGUMENT...]...: once for each list of arguments.
+void Interpreter::Call(Words& words) {
+  const RequestEnd end;
+  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const std::string name = words.Take();
+  std::string results;
+  do {
+    std::vector<std::wstring> arguments;
+    while (!words.AtEnd() && !words.Accept("|")) arguments.push_back(Wide(Expanded(words)));
+    const std::string result = CallFunction(name, arguments);
+    if (!result.empty()) results += (results.empty() ? "result " : " | ") + result;
+  } while (!words.AtEnd());
+  if (!results.empty()) Note("result", "", results);
 }
 
 // qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, or "!N " where it

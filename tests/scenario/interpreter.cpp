@@ -15,7 +15,7 @@ namespace {
 
 // What a scenario shows unless it says otherwise.
 const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "assertion",
-                                            "box",      "leak",   "client", "error"};
+                                            "box",      "kept",   "client", "error"};
 
 void NoteAssertion(const char* expression, const char* file, unsigned line) {
   const Observation unobserved(false);
@@ -35,6 +35,16 @@ std::vector<std::string> Lines(const std::string& text) {
 std::string WithoutKeyParts(const std::string& text) {
   static const std::regex parts(R"re( (CreationClassName|SystemCreationClassName|SystemName)="[^"]*")re");
   return std::regex_replace(text, parts, "");
+}
+
+// What a line does, one after the other: "; " stands between commands.
+std::vector<std::string> CommandsOf(const std::string& line) {
+  std::vector<std::string> commands;
+  std::size_t from = 0;
+  for (std::size_t end; (end = line.find("; ", from)) != std::string::npos; from = end + 2)
+    commands.push_back(line.substr(from, end - from));
+  commands.push_back(line.substr(from));
+  return commands;
 }
 
 bool IsCommand(const std::string& line) { return line.starts_with("> "); }
@@ -71,7 +81,7 @@ std::string Interpreter::Replay(const std::string& text) {
 std::vector<std::string> Interpreter::Run(const std::string& line) {
   try {
     TakeEvents();
-    RunNested(line);
+    for (const std::string& command : CommandsOf(line)) RunNested(command);
     return Seen();
   } catch (const std::exception& error) {
     return {"error: " + std::string(error.what())};
@@ -130,6 +140,7 @@ const std::map<std::string, Interpreter::Command>& Interpreter::Commands() {
       {"add-miniport", &Interpreter::AddMiniport},
       {"remove-miniport", &Interpreter::RemoveMiniport},
       {"install", &Interpreter::InstallDriver},
+      {"call", &Interpreter::Call},
       {"qvrnctl", &Interpreter::RunClient},
   };
   return commands;

@@ -73,6 +73,7 @@ class Interpreter {
   void AddMiniport(Words& words);
   void RemoveMiniport(Words& words);
   void InstallDriver(Words& words);
+  void Call(Words& words);
   void RunClient(Words& words);
   std::vector<PropertyValue> TakeProperties(Words& words);
   std::string Expanded(Words& words) { return m_aliases->Expand(words.Take()); }

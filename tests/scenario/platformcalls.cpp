@@ -28,6 +28,7 @@ void WINAPI Pause(DWORD milliseconds) {
 }
 
 int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) {
+  const Observation unobserved(false);
   Note("box", "", Quoted(caption) + " " + Quoted(text) + " " + Hex(style) + (owner == nullptr ? "" : " with an owner"));
   return IDOK;
 }
@@ -55,6 +56,11 @@ BOOL WINAPI ReadFromConsole(HANDLE, void* buffer, DWORD chars, DWORD* read, void
 BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*) {
   static_cast<USEROBJECTFLAGS*>(information)->dwFlags = ThePlatform().windowStationVisible ? WSF_VISIBLE : 0;
   return TRUE;
+}
+
+// There is one where there is somebody to see it.
+HWND WINAPI AnswerForegroundWindow() {
+  return ThePlatform().windowStationVisible ? reinterpret_cast<HWND>(0x5A) : nullptr;
 }
 
 void WINAPI AnswerSystemInfo(SYSTEM_INFO* information) {

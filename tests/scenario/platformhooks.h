@@ -10,6 +10,7 @@
 #include <setupapi.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <type_traits>
 
@@ -30,6 +31,15 @@ inline void Append(std::string& list, const std::string& argument) { list += (li
 
 inline void Describe(std::string& list, const wchar_t* text) { Append(list, Quoted(text)); }
 inline void Describe(std::string& list, REFGUID guid) { Append(list, GuidName(guid)); }
+// The attributes that occur.
+inline void Describe(std::string& list, TOKEN_PRIVILEGES* privileges) {
+  if (privileges == nullptr) return;
+  std::set<DWORD> attributes;
+  for (DWORD i = 0; i < privileges->PrivilegeCount; ++i) attributes.insert(privileges->Privileges[i].Attributes);
+  std::string text;
+  for (const DWORD attribute : attributes) text += (text.empty() ? "" : " ") + Hex(attribute);
+  Append(list, text);
+}
 // A size that the call may change: what it is before.
 inline void Describe(std::string& list, DWORD* number) {
   if (number != nullptr) Append(list, std::to_string(*number));
@@ -120,6 +130,7 @@ BOOL WINAPI AnswerConsoleMode(HANDLE, DWORD*);
 BOOL WINAPI ReadFromConsole(HANDLE, void* buffer, DWORD chars, DWORD* read, void*);
 BOOL WINAPI WriteToConsole(HANDLE console, const void* text, DWORD chars, DWORD* written, void*);
 BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*);
+HWND WINAPI AnswerForegroundWindow();
 void WINAPI AnswerSystemInfo(SYSTEM_INFO* information);
 BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL_HEADER* header, DWORD size);
 HRESULT WINAPI CreateInstance(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object);
@@ -163,8 +174,7 @@ ULONG WINAPI ListAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
   X("memory", SysAllocString, "oleaut32")                 \
   X("memory", SysAllocStringLen, "oleaut32")              \
   X("name", GetComputerNameW, "kernel32")                 \
-  X("message", FormatMessageW, "kernel32")                \
-  X("message", GetForegroundWindow, "user32")
+  X("message", FormatMessageW, "kernel32")
 
 /// The same for what the command-line client alone calls.
 #define SCENARIO_OBSERVED_OF_CLIENT(X)    \
@@ -183,6 +193,7 @@ ULONG WINAPI ListAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
   X(Sleep, Pause)                                \
   X(MessageBoxW, ShowBox)                        \
   X(GetUserObjectInformationW, AnswerUserObject) \
+  X(GetForegroundWindow, AnswerForegroundWindow) \
   X(GetSystemInfo, AnswerSystemInfo)             \
   X(SetupDiSetClassInstallParamsW, AcceptClassInstallParams)
 
