@@ -204,10 +204,14 @@ void Interpreter::SetHost(Words& words) {
   }
 }
 
-// file PATH TEXT: writes a file.
+// file [utf-16] PATH TEXT: writes a file.
 void Interpreter::WriteFile(Words& words) {
+  const bool isWide = words.Accept("utf-16");
   const std::string path = Expanded(words);
-  std::ofstream(path, std::ios::binary) << words.TakeRest();
+  const std::string text = words.TakeRest();
+  const std::wstring wide = L"\uFEFF" + Wide(text);
+  const std::string_view bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * sizeof(wchar_t));
+  std::ofstream(path, std::ios::binary) << (isWide ? bytes : std::string_view(text));
 }
 
 void Interpreter::ShowFile(Words& words) { Note("result", "", ReadFile(Expanded(words))); }
