@@ -186,6 +186,8 @@ TEST(Vlans, AreFoundByWhatNamesExactlyOne) {
   for (const wchar_t* unknown : {L"", L"/", L"/10", L"7/", L"10", L"7/x", L"East/10"})
     EXPECT_THAT(TextOrError([&] { return MatchVlan(vlans, adapters, unknown).guid; }), HasSubstr(L"is not there"));
   const std::vector<Vlan> many(22, vlans[0]);
+  EXPECT_THAT(TextOrError([&] { return MatchVlan(std::span(many).first(20), adapters, L"office").guid; }),
+              testing::EndsWith(L"\"Office\" {A}"));
   EXPECT_THAT(TextOrError([&] { return MatchVlan(many, adapters, L"office").guid; }),
               testing::EndsWith(L" {A}, 2 more"));
 }
