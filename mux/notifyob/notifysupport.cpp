@@ -12,6 +12,7 @@
 
 #include "mux/notifyob/notifytrace.h"
 #include "platform/boundedtext.h"
+#include "platform/multistring.h"
 #include "platform/registrykey.h"
 
 namespace qvrn {
@@ -73,20 +74,6 @@ LONG ReadUpperBindings(HKEY key, std::vector<wchar_t>& data, DWORD& bytes) {
 LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept {
   return ::RegSetValueExW(key, kUpperBindings, 0, REG_MULTI_SZ, static_cast<const BYTE*>(data),
                           static_cast<DWORD>(bytes));
-}
-
-// The entries of the first `chars` characters that differ from `entry`, each with its terminator, in a zeroed buffer of
-// at least that many characters. An empty entry is an entry like any other.
-std::vector<wchar_t> EntriesWithout(const std::vector<wchar_t>& data, std::size_t chars, const wchar_t* entry) {
-  std::vector<wchar_t> others(data.size(), L'\0');
-  auto end = others.begin();
-  for (std::size_t position = 0; position < chars;) {
-    const wchar_t* text = data.data() + position;
-    const std::size_t length = std::wcslen(text) + 1;
-    if (::_wcsicmp(text, entry) != 0) end = std::copy_n(text, length, end);
-    position += length;
-  }
-  return others;
 }
 
 }  // namespace
@@ -188,14 +175,7 @@ std::unique_ptr<wchar_t[]> GuidFromDeviceName(const wchar_t* deviceName) noexcep
 
 bool IsTokenInList(const wchar_t* token, const wchar_t* multiString, DWORD lengthChars) noexcept {
   if (token == nullptr || *token == L'\0' || multiString == nullptr) return false;
-  const std::size_t tokenLength = std::wcslen(token);
-  for (std::size_t position = 0; position < lengthChars && multiString[position] != L'\0';) {
-    const wchar_t* entry = multiString + position;
-    const std::size_t length = ::wcsnlen(entry, lengthChars - position);
-    if (length == tokenLength && ::_wcsnicmp(entry, token, length) == 0) return true;
-    position += length + 1;
-  }
-  return false;
+  return ContainsEntry(multiString, lengthChars, token);
 }
 
 }  // namespace qvrn

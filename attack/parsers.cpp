@@ -2,6 +2,7 @@
 // MOF files and queries. The first byte chooses one.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "lab/schema/lexer.h"
 #include "lab/schema/mofreader.h"
@@ -25,10 +26,13 @@ void ReadPath(const std::wstring& path) {
 
 void ReadMultiString(const std::wstring& text) {
   const std::wstring entry = text.substr(0, text.size() / 3);
-  // A block of its own, without a terminator behind it.
-  const std::vector<wchar_t> data(text.begin(), text.end());
-  qvrn::ContainsEntry(entry.c_str(), data.data(), data.size());
-  if (qvrn::EntriesWithout(data, data.size(), entry.c_str()).size() < data.size()) std::abort();
+  // Blocks of their own: without a terminator behind it, and with one.
+  std::vector<wchar_t> data(text.begin(), text.end());
+  data.shrink_to_fit();
+  qvrn::ContainsEntry(data.data(), data.size(), entry.c_str());
+  data.push_back(L'\0');
+  data.shrink_to_fit();
+  qvrn::EntriesWithout(data, data.size() - 1, entry.c_str());
 }
 
 void ReadMof(const std::string& text) {

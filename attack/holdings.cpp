@@ -1,4 +1,4 @@
-#include "tests/attack/holdings.h"
+#include "attack/holdings.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -44,6 +44,11 @@ inline HRESULT VariantClear(VARIANT* value) {
   return S_OK;
 }
 inline void CoTaskMemFree(void* memory) { std::free(memory); }
+constexpr unsigned CP_ACP = 0;
+inline int MultiByteToWideChar(unsigned, DWORD, const char* text, int, wchar_t* wide, int chars) {
+  if (wide != nullptr) ::mbstowcs(wide, text, static_cast<std::size_t>(chars));
+  return static_cast<int>(::mbstowcs(nullptr, text, 0)) + 1;
+}
 inline DWORD GetLastError() { return 0; }
 
 inline HRESULT StringCchCopyW(wchar_t* destination, std::size_t size, const wchar_t* source) {

@@ -1,4 +1,4 @@
-#include "tests/attack/hostile.h"
+#include "attack/hostile.h"
 
 #include "platform/comtext.h"
 #include "tests/scenario/events.h"

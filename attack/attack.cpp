@@ -15,11 +15,11 @@
 #include <thread>
 #include <vector>
 
+#include "attack/holdings.h"
+#include "attack/hostile.h"
 #include "lab/host/importpatch.h"
 #include "lab/netcfg/netcfg.h"
 #include "lab/wmi/wbemhost.h"
-#include "tests/attack/holdings.h"
-#include "tests/attack/hostile.h"
 #include "tests/scenario/events.h"
 #include "tests/scenario/interpreter.h"
 #include "tests/scenario/platformcalls.h"
@@ -348,6 +348,10 @@ int Run(int count, char** words) {
   }
   ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   LoadProvider();
+  // Hostile names of files without a folder end up here.
+  wchar_t folder[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, folder);
+  ::SetCurrentDirectoryW(folder);
   ::SetUnhandledExceptionFilter(TellCrash);
   Begin("start");
   WatchForHangs();
