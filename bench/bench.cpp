@@ -168,7 +168,7 @@ void Measure(const std::vector<Request>& cycle, int rounds) {
 void MeasureAll(int rounds) {
   const Client client;
   std::printf(
-      "| request | adapter keys | ms | floor, ms | ratio | calls | distinct | registry calls | keys listed | INetCfg "
+      "| request | adapter keys | ms | floor, ms | ratio | calls | needed | registry calls | keys listed | INetCfg "
       "calls |\n");
   std::printf("|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
   Measure({{"enumerate adapters: 2", [&client] { client.ListAdapters(); }}}, rounds);
