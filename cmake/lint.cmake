@@ -1,5 +1,6 @@
-# In the preset `lint`, "compiling" is reading a source with clang-tidy, which makes an empty object file; the rest is
-# CMake's and Ninja's own: a source is read again when it, a header that it includes, its flags or the rules have changed.
+# In the preset `lint`, "compiling" is reading a source with clang-tidy, which makes an empty object file. The rest is
+# CMake's and Ninja's own: a source is read again when it, a header that it includes, its flags or the rules have
+# changed.
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   macro(lint_from_here)
   endmacro()
