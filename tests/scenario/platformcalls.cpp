@@ -54,14 +54,14 @@ void Describe(std::string& list, Type argument) {
 
 // --- Calls ---------------------------------------------------------------------------------------------------------
 
-// How a function says that it failed.
+// How a function says that it failed: one that allocates gives null where one that opens gives no handle.
 template <typename Result>
-Result Failed(std::uint32_t code) {
+Result Failed(std::uint32_t code, bool allocates = false) {
   ::SetLastError(code);
   if constexpr (std::is_void_v<Result>) {
     return;
   } else if constexpr (std::is_same_v<Result, HANDLE>) {
-    return INVALID_HANDLE_VALUE;
+    return allocates ? nullptr : INVALID_HANDLE_VALUE;
   } else if constexpr (std::is_pointer_v<Result>) {
     return nullptr;
   } else if constexpr (std::is_same_v<Result, BOOL>) {
@@ -97,7 +97,7 @@ struct Call<Kind, Name, Module, Result(WINAPI*)(Types...)> {
     text = std::string(Name.value) + "(" + text + ")";
     if (const auto code = FailureOf(Name.value, text)) {
       Note(Kind.value, Name.value, text + " fails");
-      return Failed<Result>(*code);
+      return Failed<Result>(*code, std::string_view(Kind.value) == "memory");
     }
     ::SetLastError(0);
     if constexpr (std::is_void_v<Result>) {
@@ -128,6 +128,7 @@ void WINAPI Pause(DWORD milliseconds) {
 }
 
 int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) {
+  const Observation unobserved(false);
   Note("box", "", Quoted(caption) + " " + Quoted(text) + " " + Hex(style) + (owner == nullptr ? "" : " with an owner"));
   return IDOK;
 }
