@@ -198,7 +198,12 @@ void Interpreter::WriteFile(Words& words) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-void Interpreter::ShowFile(Words& words) { Note("result", "", ReadFile(Expanded(words))); }
+// cat PATH: a file, without the line ends at its end.
+void Interpreter::ShowFile(Words& words) {
+  std::string text = ReadFile(Expanded(words));
+  text.erase(text.find_last_not_of("\r\n") + 1);
+  Note("result", "", text);
+}
 
 // fail CALL [PART] CODE [skip N] [times N]: lets calls under observation fail, once unless said otherwise.
 void Interpreter::Fail(Words& words) {

@@ -1,5 +1,6 @@
 #include "tests/scenario/interpreter.h"
 
+#include <algorithm>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -119,6 +120,11 @@ bool Interpreter::IsShown(const Event& event) const {
     if (event.text.find(part->substr(prefix.size())) != std::string::npos) return true;
   }
   return false;
+}
+
+bool Interpreter::ShowsRegistry() const {
+  return std::any_of(m_shown.begin(), m_shown.end(),
+                     [](const std::string& name) { return name.starts_with("registry"); });
 }
 
 std::string Interpreter::Line(const Event& event) const {

@@ -45,6 +45,7 @@ class Interpreter {
   std::vector<std::string> Seen();
   void RunNested(const std::string& line);
   bool IsShown(const Event& event) const;
+  bool ShowsRegistry() const;
   /// An event as a scenario shows it.
   std::string Line(const Event& event) const;
 

@@ -4,6 +4,7 @@
 #include <winsock2.h>
 
 #include <iphlpapi.h>
+#include <netcfgx.h>
 #include <objbase.h>
 #include <oleauto.h>
 #include <setupapi.h>
@@ -15,6 +16,7 @@
 #include <new>
 #include <type_traits>
 
+#include "lab/netcfg/netcfg.h"
 #include "tests/scenario/comproxy.h"
 #include "tests/scenario/events.h"
 
@@ -154,8 +156,18 @@ BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL
   return code ? Failed<BOOL>(*code) : TRUE;
 }
 
+using Creation = Call<"com", "CoCreateInstance", "ole32", decltype(&::CoCreateInstance)>;
+
+// The lab's network configuration serves every apartment: a thread that has left its own may come back in another.
+template <>
+HRESULT Creation::Real(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
+  if (id == CLSID_CNetCfg) return lab::NetCfgClassFactory()->CreateInstance(outer, wanted, object);
+  static const auto real = reinterpret_cast<decltype(&::CoCreateInstance)>(
+      reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryA("ole32"), "CoCreateInstance")));
+  return real(id, outer, context, wanted, object);
+}
+
 HRESULT WINAPI CreateInstance(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
-  using Creation = Call<"com", "CoCreateInstance", "ole32", decltype(&::CoCreateInstance)>;
   const bool observed = IsObserved();
   const HRESULT hr = Creation::Observe(id, outer, context, wanted, object);
   if (observed && SUCCEEDED(hr)) *object = Wrap(static_cast<IUnknown*>(*object), wanted);

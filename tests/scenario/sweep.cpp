@@ -25,7 +25,7 @@ Split SplitOutcome(const std::vector<Event>& events, std::size_t from) {
 }
 
 // Most that the calls of a row take.
-constexpr std::size_t kRowChars = 160;
+constexpr std::size_t kRowChars = 240;
 
 bool SameText(const Event& a, const Event& b) { return a.text == b.text; }
 
@@ -51,7 +51,9 @@ std::string Interpreter::Consequence(const std::vector<Event>& whole, const std:
           .first.base();
   std::string text;
   for (auto event = seen.course.begin(); event != rejoin; ++event) text += " | " + Line(*event);
-  const bool goesOn = rejoin == seen.course.begin() && seen.course.size() == usual.course.size();
+  const bool goesOn =
+      rejoin == seen.course.begin() && seen.course.size() == usual.course.size() &&
+      std::equal(seen.outcome.begin(), seen.outcome.end(), usual.outcome.begin(), usual.outcome.end(), SameText);
   if (goesOn) {
     text += " | goes on";
   } else if (rejoin != seen.course.end()) {
