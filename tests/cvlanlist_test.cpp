@@ -101,7 +101,7 @@ TEST(VlanEngine, TellsItsHostWhatItDoes) {
     EXPECT_TRUE(engine.ValidateVlanInput({L"3", L"3", L"0"}));
     EXPECT_TRUE(engine.IsModified());
     // Newest first, within the engine that added them.
-    for (DWORD index = 0; index < 2; ++index) numbers.push_back(engine.List().VlanIdAt(index));
+    for (DWORD index = 0; index < engine.List().Count(); ++index) numbers.push_back(engine.List().VlanIdAt(index));
     EXPECT_TRUE(engine.RemoveVlan(L"{gone}"));
     qvrn::CVlanDlg later(Machine::InstanceKey(7).c_str());
     later.Prepare();
