@@ -144,6 +144,16 @@ HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
 HRESULT STDMETHODCALLTYPE QueryStandIn(StandIn* self, REFIID id, void** object) {
   const bool observed = IsObserved();
   const Observation unobserved(false);
+  if (observed) {
+    const std::string name = std::string(self->face->name) + "::QueryInterface";
+    const std::string text = name + "(" + GuidName(id) + ")";
+    const auto code = FailureOf(name, text);
+    Note("query", name, text + (code ? " fails" : ""));
+    if (code) {
+      *object = nullptr;
+      return static_cast<HRESULT>(*code);
+    }
+  }
   const HRESULT hr = self->target->QueryInterface(id, object);
   if (SUCCEEDED(hr) && observed) *object = Wrap(static_cast<IUnknown*>(*object), id);
   return hr;

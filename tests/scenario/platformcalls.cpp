@@ -90,6 +90,17 @@ HRESULT Creation::Real(REFCLSID id, IUnknown* outer, DWORD context, REFIID wante
   return real(id, outer, context, wanted, object);
 }
 
+using Creation = Call<"com", "CoCreateInstance", "ole32", decltype(&::CoCreateInstance)>;
+
+// The lab's network configuration serves every apartment: a thread that has left its own may come back in another.
+template <>
+HRESULT Creation::Real(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
+  if (id == CLSID_CNetCfg) return lab::NetCfgClassFactory()->CreateInstance(outer, wanted, object);
+  static const auto real = reinterpret_cast<decltype(&::CoCreateInstance)>(
+      reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryA("ole32"), "CoCreateInstance")));
+  return real(id, outer, context, wanted, object);
+}
+
 HRESULT WINAPI CreateInstance(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
   const bool observed = IsObserved();
   const HRESULT hr = Creation::Observe(id, outer, context, wanted, object);
