@@ -208,13 +208,15 @@ void Interpreter::SetHost(Words& words) {
   }
 }
 
-// file PATH TEXT: writes a file; text in quotes may have more lines than one.
+// file [utf-16] PATH TEXT: writes a file; text in quotes may have more lines than one.
 void Interpreter::WriteFile(Words& words) {
   const bool isWide = words.Accept("utf-16");
   const std::string path = Expanded(words);
   std::string text = words.TakeRest();
   if (text.starts_with('"')) text = Words(text).Take();
-  std::ofstream(path, std::ios::binary) << text;
+  const std::wstring wide = L"\uFEFF" + Wide(text);
+  const std::string_view bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * sizeof(wchar_t));
+  std::ofstream(path, std::ios::binary) << (isWide ? bytes : std::string_view(text));
 }
 
 // cat PATH: a file, without the line ends at its end.
