@@ -38,16 +38,6 @@ std::string WithoutKeyParts(const std::string& text) {
   return std::regex_replace(text, parts, "");
 }
 
-// What a line does, one after the other: "; " stands between commands.
-std::vector<std::string> CommandsOf(const std::string& line) {
-  std::vector<std::string> commands;
-  std::size_t from = 0;
-  for (std::size_t end; (end = line.find("; ", from)) != std::string::npos; from = end + 2)
-    commands.push_back(line.substr(from, end - from));
-  commands.push_back(line.substr(from));
-  return commands;
-}
-
 constexpr char kArrow[] = " => ";
 
 bool IsCommand(const std::string& line) { return line.starts_with("> "); }
@@ -101,6 +91,19 @@ std::vector<std::string> Interpreter::Tell(const std::string& command) {
   if (command.starts_with("machine")) m_story.clear();
   if (!command.starts_with("sweep")) m_story.push_back(command);
   return seen;
+}
+
+// What a line does, one after the other: "; " and the name of a command stand between commands.
+std::vector<std::string> Interpreter::CommandsOf(const std::string& line) {
+  std::vector<std::string> commands = {line};
+  for (std::size_t at = 0; (at = commands.back().find("; ", at)) != std::string::npos; ++at) {
+    const std::string next = commands.back().substr(at + 2);
+    if (!Commands().contains(next.substr(0, next.find(' ')))) continue;
+    commands.back().erase(at);
+    commands.push_back(next);
+    at = static_cast<std::size_t>(-1);
+  }
+  return commands;
 }
 
 std::vector<std::string> Interpreter::Run(const std::string& line) {

@@ -37,6 +37,7 @@ class Interpreter {
  private:
   using Command = void (Interpreter::*)(Words& words);
   static const std::map<std::string, Command>& Commands();
+  static std::vector<std::string> CommandsOf(const std::string& line);
 
   /// Runs a command of the story; gives what is seen.
   std::vector<std::string> Tell(const std::string& command);
