@@ -1,5 +1,6 @@
 #include "tests/scenario/comproxy.h"
 
+#include <netcfgx.h>
 #include <objbase.h>
 #include <oleauto.h>
 
@@ -65,6 +66,8 @@ std::string ArgumentText(char letter, Word argument) {
       return Hex(static_cast<std::uint32_t>(argument));
     case 'g':
       return argument == 0 ? "(null)" : GuidName(*reinterpret_cast<const GUID*>(argument));
+    case 't':
+      return argument == 0 ? "" : "on behalf " + std::to_string(reinterpret_cast<const OBO_TOKEN*>(argument)->Type);
     case 'v':
       return VariantText(reinterpret_cast<const VARIANT*>(argument));
     default:
