@@ -331,7 +331,10 @@ void AttackFor(double minutes, unsigned seed) {
   const auto at = [&](double share) {
     return begin + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(60 * minutes * share));
   };
-  for (const auto& [kind, first, last] : stretches) FailCalls(*kind, first, last, at(0.5));
+  for (const auto& [kind, first, last] : stretches) {
+    if (Clock::now() > at(0.5)) break;
+    FailCalls(*kind, first, last, at(0.5));
+  }
   while (Clock::now() < at(0.75)) SendHostileInputs(random());
   RunThreads(random(), at(0.9));
   RunRounds(minutes < 5 ? 30 : 300);
