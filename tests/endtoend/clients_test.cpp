@@ -105,7 +105,8 @@ TEST_F(InstalledLab, RegistrationNamesTheDll) {
 
 TEST_F(InstalledLab, TheDllHoldsTheTextOfTheEventOfAFailedCheck) {
   const HMODULE module = ::LoadLibraryExW(L"C:\\qvrn\\qvrnwmiprovider.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
-  const wchar_t* inserts[] = {L"bRet == true", L"common", L"7"};
+  DWORD_PTR inserts[] = {reinterpret_cast<DWORD_PTR>(L"bRet == true"), reinterpret_cast<DWORD_PTR>(L"common"),
+                         reinterpret_cast<DWORD_PTR>(L"7")};
   wchar_t text[256] = {};
   ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, qvrn::kAssertionEvent, 0, text,
                    256, reinterpret_cast<va_list*>(inserts));

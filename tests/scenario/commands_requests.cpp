@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -72,11 +73,14 @@ class Redirection {
   Redirection& operator=(const Redirection&) = delete;
   ~Redirection() { ::SetStdHandle(m_stream, m_before); }
 
-  /// Notes what was written, each line with `mark` before it; an empty line is a tilde. Gives whether there was any.
+  /// Notes what was written, each line with `mark` before it; an empty line is a tilde, a carriage return is "\r". Gives
+  /// whether there was any.
   bool NoteLines(const std::string& mark) const {
     std::ifstream file(Utf8(m_path), std::ios::binary);
     std::istringstream text(std::string(std::istreambuf_iterator<char>(file), {}));
-    for (std::string line; std::getline(text, line);) Note("client", "", mark + (line.empty() ? "~" : line));
+    static const std::regex returns("\r");
+    for (std::string line; std::getline(text, line);)
+      Note("client", "", mark + (line.empty() ? "~" : std::regex_replace(line, returns, "\\r")));
     return !text.str().empty();
   }
 
