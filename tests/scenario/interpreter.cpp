@@ -17,6 +17,8 @@ namespace {
 const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "assertion",
                                             "box",      "kept",   "client", "error"};
 
+const std::string kEach = "> each ";
+
 void NoteAssertion(const char* expression, const char* file, unsigned line) {
   const Observation unobserved(false);
   // People look for this one by its line; others move.
@@ -50,6 +52,13 @@ std::vector<std::string> CommandsOf(const std::string& line) {
 bool IsCommand(const std::string& line) { return line.starts_with("> "); }
 bool IsSeen(const std::string& line) { return !line.empty() && !IsCommand(line) && line.front() != '#'; }
 
+// The line of a command with a row's words in place of each {}.
+std::string Filled(std::string command, const std::string& words) {
+  for (std::size_t at = 0; (at = command.find("{}", at)) != std::string::npos; at += words.size())
+    command.replace(at, 2, words);
+  return command;
+}
+
 }  // namespace
 
 Interpreter::Interpreter() : m_shown(kAlwaysShown) {
@@ -67,11 +76,22 @@ Interpreter::~Interpreter() {
 
 std::string Interpreter::Replay(const std::string& text) {
   std::string replayed;
+  std::string each;
   const std::vector<std::string> lines = Lines(text);
   for (std::size_t at = 0; at < lines.size();) {
     const std::string& line = lines[at++];
+    if (!each.empty() && line.starts_with("- ")) {
+      const std::string row = line.substr(0, line.find(" => "));
+      replayed += row;
+      for (const std::string& seen : Run(Filled(each, row.substr(2))))
+        replayed += (replayed.ends_with(row) ? " => " : "; ") + seen;
+      replayed += "\n";
+      continue;
+    }
     replayed += line + "\n";
     if (!IsCommand(line)) continue;
+    each = line.starts_with(kEach) ? line.substr(kEach.size()) : "";
+    if (!each.empty()) continue;
     while (at < lines.size() && IsSeen(lines[at])) ++at;
     for (const std::string& seen : Run(line.substr(2))) replayed += seen + "\n";
   }
