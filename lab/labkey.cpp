@@ -10,10 +10,11 @@ std::wstring MachineText(const std::wstring& path, const wchar_t* name, const wc
 }
 
 DWORD MachineNumber(const std::wstring& path, const wchar_t* name, DWORD fallback) {
-  DWORD number = fallback;
+  DWORD number = 0;
   DWORD bytes = sizeof(number);
-  ::RegGetValueW(HKEY_LOCAL_MACHINE, path.c_str(), name, RRF_RT_REG_DWORD, nullptr, &number, &bytes);
-  return number;
+  const LSTATUS status =
+      ::RegGetValueW(HKEY_LOCAL_MACHINE, path.c_str(), name, RRF_RT_REG_DWORD, nullptr, &number, &bytes);
+  return status == ERROR_SUCCESS ? number : fallback;
 }
 
 std::wstring LabText(const wchar_t* name, const wchar_t* fallback) { return MachineText(kLabKey, name, fallback); }

@@ -7,6 +7,8 @@ $Folder = Join-Path $env:ProgramFiles 'Quorvane\WMI'
 $Library = Join-Path $Folder 'qvrnwmiprovider.dll'
 $Classes = Join-Path $Folder 'qvrnwmiprovider.mof'
 $Removal = Join-Path $Folder 'qvrnwmiprovider-uninstall.mof'
+$ProductKey = 'HKLM:\SOFTWARE\Quorvane'
+$EventKey = 'HKLM:\SYSTEM\CurrentControlSet\Services\EventLog\Application\QvrnWmiProvider'
 $Files = 'qvrnwmiprovider.dll', 'qvrnwmiprovider.mof', 'qvrnwmiprovider-uninstall.mof', 'qvrnctl.exe',
     'functions.ps1', 'install.ps1', 'repair.ps1', 'uninstall.ps1'
 
@@ -51,6 +53,20 @@ function Register-Provider {
 function Unregister-Provider {
     Invoke-Tool 'wbem\mofcomp.exe' "`"$Removal`""
     Invoke-Tool 'regsvr32.exe' "/s /u `"$Library`""
+}
+
+# A failed check of the provider becomes an event, where it would end WMI's host otherwise.
+function Register-Report {
+    if (-not (Test-Path -LiteralPath $ProductKey)) { New-Item -Path $ProductKey | Out-Null }
+    New-ItemProperty -LiteralPath $ProductKey -Name Assertions -Value log -Force | Out-Null
+    if (-not (Test-Path -LiteralPath $EventKey)) { New-Item -Path $EventKey | Out-Null }
+    New-ItemProperty -LiteralPath $EventKey -Name EventMessageFile -Value $Library -Force | Out-Null
+    New-ItemProperty -LiteralPath $EventKey -Name TypesSupported -Value 7 -PropertyType DWord -Force | Out-Null
+}
+
+function Unregister-Report {
+    Remove-ItemProperty -LiteralPath $ProductKey -Name Assertions -ErrorAction SilentlyContinue
+    Remove-Item -LiteralPath $EventKey -Recurse -ErrorAction SilentlyContinue
 }
 
 # WMI compiles what this list names when it makes its repository anew.

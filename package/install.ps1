@@ -2,7 +2,8 @@
 .SYNOPSIS
 Installs the WMI Quorvane Ethernet Provider from this folder, or replaces the version that this script installed before.
 .DESCRIPTION
-Copies the files to "C:\Program Files\Quorvane\WMI", registers the DLL and compiles the classes. Needs an administrator.
+Copies the files to "C:\Program Files\Quorvane\WMI", registers the DLL, sends reports of failed checks to the
+application event log and compiles the classes. Needs an administrator.
 Where the .msi can be used, use that instead.
 .EXAMPLE
 .\install.ps1 -WhatIf
@@ -22,5 +23,6 @@ Assert-File $sources
 Stop-ProviderHost
 New-Item -ItemType Directory -Path $Folder -Force | Out-Null
 Copy-Item -LiteralPath $sources -Destination $Folder -Force
+Register-Report
 Register-Provider
 if (-not $WhatIfPreference) { Write-Output "Installed. To see the adapters: & '$Folder\qvrnctl.exe' adapters" }

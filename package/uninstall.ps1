@@ -19,6 +19,7 @@ Assert-NoInstaller
 Assert-File $Library, $Removal
 
 Unregister-Provider
+Unregister-Report
 Remove-Recovery
 Stop-ProviderHost
 Remove-Item -LiteralPath $Folder -Recurse -Force

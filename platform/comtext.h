@@ -5,8 +5,10 @@
 
 #include <oleauto.h>
 
+#include <cstddef>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace qvrn {
 
@@ -37,6 +39,14 @@ class Bstr {
  private:
   BSTR m_text = nullptr;
 };
+
+/// Narrow text, in the system's code page, as wide text; empty for null. Throws std::bad_alloc.
+inline Bstr Widen(const char* narrow) {
+  const int chars = ::MultiByteToWideChar(CP_ACP, 0, narrow, -1, nullptr, 0);
+  std::vector<wchar_t> wide(static_cast<std::size_t>(chars) + 1);
+  ::MultiByteToWideChar(CP_ACP, 0, narrow, -1, wide.data(), chars);
+  return Bstr(wide.data());
+}
 
 /// A VARIANT, cleared at its end.
 class Variant {

@@ -79,8 +79,8 @@ class RegistryKey {
   HKEY m_key = nullptr;
 };
 
-/// Reads the data of a value that had `bytes` bytes when it was asked, with room for twice as many and again when it has
-/// grown beyond that; `bytes` receives the size. Behind the data there are at least two zero characters. Throws
+/// Reads the data of a value that had `bytes` bytes when it was asked, with room for twice as many and again when it
+/// has grown beyond that; `bytes` receives the size. Behind the data there are at least two zero characters. Throws
 /// std::bad_alloc.
 LSTATUS ReadWholeValue(HKEY key, const wchar_t* name, DWORD& bytes, std::vector<wchar_t>& data);
 

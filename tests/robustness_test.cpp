@@ -8,7 +8,11 @@
 #include <cwchar>
 #include <functional>
 #include <mutex>
+#include <sstream>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "lab/wmi/wbemhost.h"
 #include "mux/notifyob/cmuxphysicaladapter.h"
@@ -71,9 +75,41 @@ HRESULT WINAPI CreateComInstance(REFCLSID classId, IUnknown* outer, DWORD contex
   return S_OK;
 }
 
+// What was reported, and where.
+std::vector<std::string> g_reports;
+std::string g_eventSource;
+
+std::string Narrow(const wchar_t* text) { return {text, text + std::wcslen(text)}; }
+
+HANDLE WINAPI OpenEventSource(const wchar_t*, const wchar_t* source) {
+  g_eventSource = Narrow(source);
+  return reinterpret_cast<HANDLE>(1);
+}
+
+BOOL WINAPI RecordEvent(HANDLE, WORD type, WORD, DWORD id, void*, WORD texts, DWORD, const wchar_t** inserts, void*) {
+  std::ostringstream report;
+  report << g_eventSource << ": " << type << ", 0x" << std::hex << id;
+  for (WORD index = 0; index < texts; ++index) report << ", " << Narrow(inserts[index]);
+  g_reports.push_back(report.str());
+  return TRUE;
+}
+
+BOOL WINAPI CloseEventSource(HANDLE) {
+  g_reports.emplace_back("closed");
+  return TRUE;
+}
+
+void __cdecl RecordRuntimeAssertion(const char* expression, const char* file, unsigned line) {
+  g_reports.push_back("_assert(" + std::string(expression) + ", " + file + ", " + std::to_string(line) + ")");
+}
+
 }  // namespace
 
 extern "C" {
+decltype(&::RegisterEventSourceW) __imp_RegisterEventSourceW = OpenEventSource;
+decltype(&::ReportEventW) __imp_ReportEventW = RecordEvent;
+decltype(&::DeregisterEventSource) __imp_DeregisterEventSource = CloseEventSource;
+void(__cdecl* __imp__assert)(const char*, const char*, unsigned) = RecordRuntimeAssertion;
 decltype(&::RegQueryValueExW) __imp_RegQueryValueExW = QueryRegistryValue;
 decltype(&::CoCreateInstance) __imp_CoCreateInstance = CreateComInstance;
 }
@@ -146,6 +182,33 @@ class RobustnessTest : public ::testing::Test {
   tests::AssertionRecorder assertions;
   VlanClient client;
 };
+
+// --- Reports -------------------------------------------------------------------------------------------------------
+
+// The machine chooses when the first report is due.
+TEST_F(RobustnessTest, AFailedCheckGoesWhereTheMachineSays) {
+  const std::vector<std::string> log = {"QvrnWmiProvider: 1, 0xc0000001, bRet == true, common, 7", "closed"};
+  const std::vector<std::string> runtime = {"_assert(bRet == true, common, 7)"};
+  for (const wchar_t* value : {L"log", L"", L"runtime"}) {
+    const bool isLog = std::wcscmp(value, L"log") == 0;
+    machine.WriteText(VlanMachine::kProductKey, L"Assertions", value);
+    const qvrn::AssertionReporter before = qvrn::SetAssertionReporter(nullptr);
+    tests::TakeDebugOutput();
+    lab::RunAsClient(2, [&] {
+      EXPECT_HRESULT(S_OK, ::CoImpersonateClient());
+      qvrn::ReportAssertion("bRet == true", "common", 7);
+      EXPECT_EQ(qvrn::GetImpersonationLevel(), qvrn::ImpersonationLevel::Identify) << "still the client";
+    });
+    EXPECT_EQ(std::exchange(g_reports, {}), isLog ? log : runtime);
+    EXPECT_EQ(tests::TakeDebugOutput(),
+              isLog ? std::vector<std::wstring>{L"Assertion failed: bRet == true, file common, line 7\n"}
+                    : std::vector<std::wstring>{});
+    machine.DeleteValue(VlanMachine::kProductKey, L"Assertions");
+    qvrn::ReportAssertion("bRet == true", "common", 7);
+    EXPECT_EQ(std::exchange(g_reports, {}), isLog ? log : runtime);
+    qvrn::SetAssertionReporter(before);
+  }
+}
 
 // --- Crashes -------------------------------------------------------------------------------------------------------
 

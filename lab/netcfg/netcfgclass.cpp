@@ -25,9 +25,8 @@ class NetCfgClass final : public NetCfgObject<INetCfgClass, INetCfgClassSetup> {
       : NetCfgObject(std::move(session)), m_class(networkClass) {}
 
   HRESULT STDMETHODCALLTYPE EnumComponents(IEnumNetCfgComponent** components) noexcept override {
-    return Ask(
-        L"INetCfgClass::EnumComponents", Needs::kInitialized, components,
-        [&] { return Give(components, ComponentsOf(m_session, m_class)); }, m_class.guid);
+    return Ask(L"INetCfgClass::EnumComponents", Needs::kInitialized, With(m_class.guid), components,
+               [&] { return Give(components, ComponentsOf(m_session, m_class)); });
   }
   /// On whose behalf, setup flags, build number and answers are recorded and change nothing. The new component is there
   /// for this session at once, and for every session that is initialised later, whether Apply is called or not.
@@ -35,26 +34,27 @@ class NetCfgClass final : public NetCfgObject<INetCfgClass, INetCfgClassSetup> {
                                     LPCWSTR answerFile, LPCWSTR answerSections,
                                     INetCfgComponent** component) noexcept override {
     if (component != nullptr) *component = nullptr;
-    return m_session->Call(
-        L"INetCfgClassSetup::Install", Needs::kWriteLock,
-        [&] {
-          if (id == nullptr) return E_INVALIDARG;
-          const ComponentPointer installed = InstallComponent(*m_session, m_class, id);
-          return installed == nullptr ? static_cast<HRESULT>(SPAPI_E_NO_DRIVER_SELECTED)
-                                      : Give(component, MakeComponent(m_session, installed));
-        },
-        m_class.guid, id, TokenText(token), setupFlags, upgradeFromBuild, answerFile, answerSections);
+    const wchar_t* const behalf = TokenText(token);
+    const auto arguments = With(m_class.guid, id, behalf, setupFlags, upgradeFromBuild, answerFile, answerSections);
+    return m_session->Call(L"INetCfgClassSetup::Install", Needs::kWriteLock, arguments, [&] {
+      if (id == nullptr) return E_INVALIDARG;
+      const ComponentPointer installed = InstallComponent(*m_session, m_class, id);
+      return installed == nullptr ? static_cast<HRESULT>(SPAPI_E_NO_DRIVER_SELECTED)
+                                  : Give(component, MakeComponent(m_session, installed));
+    });
   }
   /// E_INVALIDARG for a component of another class. Nobody holds references on components, so there are none to list.
   HRESULT STDMETHODCALLTYPE DeInstall(INetCfgComponent* component, OBO_TOKEN* token,
                                       LPWSTR* references) noexcept override {
     if (references != nullptr) *references = nullptr;
     const ComponentRecord* const record = component == nullptr ? nullptr : &RecordOf(*component);
-    const bool isOfClass = record != nullptr && record->networkClass == &m_class;
-    return m_session->Call(
-        L"INetCfgClassSetup::DeInstall", Needs::kWriteLock,
-        [&] { return isOfClass ? RemoveComponent(*m_session, *record) : E_INVALIDARG; }, m_class.guid,
-        record == nullptr ? GUID{} : record->instance, TokenText(token));
+    const GUID instance = record == nullptr ? GUID{} : record->instance;
+    const wchar_t* const behalf = TokenText(token);
+    return m_session->Call(L"INetCfgClassSetup::DeInstall", Needs::kWriteLock, With(m_class.guid, instance, behalf),
+                           [&] {
+                             const bool isOfClass = record != nullptr && record->networkClass == &m_class;
+                             return isOfClass ? RemoveComponent(*m_session, *record) : E_INVALIDARG;
+                           });
   }
   HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR, INetCfgComponent**) noexcept override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE SelectAndInstall(HWND, OBO_TOKEN*, INetCfgComponent**) noexcept override {

@@ -20,10 +20,8 @@ class NetCfgComponent final : public NetCfgObject<INetCfgComponent, INetCfgCompo
     return Tell(L"INetCfgComponent::GetDisplayName", name, [&] { return Give(name, DisplayName()); });
   }
   HRESULT STDMETHODCALLTYPE SetDisplayName(LPCWSTR name) noexcept override {
-    return m_session->Call(
-        L"INetCfgComponent::SetDisplayName", Needs::kWriteLock,
-        [&] { return name == nullptr ? E_INVALIDARG : qvrn::HrFromWin32(WriteDisplayName(name)); }, m_record->instance,
-        name);
+    return m_session->Call(L"INetCfgComponent::SetDisplayName", Needs::kWriteLock, With(m_record->instance, name),
+                           [&] { return name == nullptr ? E_INVALIDARG : qvrn::HrFromWin32(WriteDisplayName(name)); });
   }
   HRESULT STDMETHODCALLTYPE GetId(LPWSTR* id) noexcept override {
     return Tell(L"INetCfgComponent::GetId", id, [&] { return Give(id, m_record->id); });
@@ -51,10 +49,9 @@ class NetCfgComponent final : public NetCfgObject<INetCfgComponent, INetCfgCompo
     });
   }
   HRESULT STDMETHODCALLTYPE EnumBindingPaths(DWORD flags, IEnumNetCfgBindingPath** paths) noexcept override {
-    return Ask(
-        L"INetCfgComponentBindings::EnumBindingPaths", Needs::kInitialized, paths,
-        [&] { return flags == EBP_ABOVE ? Give(paths, BindingPathsAbove(m_session, m_record)) : E_NOTIMPL; },
-        m_record->instance, flags);
+    return Ask(L"INetCfgComponentBindings::EnumBindingPaths", Needs::kInitialized, With(m_record->instance, flags),
+               paths,
+               [&] { return flags == EBP_ABOVE ? Give(paths, BindingPathsAbove(m_session, m_record)) : E_NOTIMPL; });
   }
 
   HRESULT STDMETHODCALLTYPE GetHelpText(LPWSTR*) noexcept override { return E_NOTIMPL; }
@@ -72,7 +69,7 @@ class NetCfgComponent final : public NetCfgObject<INetCfgComponent, INetCfgCompo
  private:
   template <typename Type, typename Body>
   HRESULT Tell(const wchar_t* method, Type* out, const Body& body) noexcept {
-    return Ask(method, Needs::kNothing, out, body, m_record->instance);
+    return Ask(method, Needs::kNothing, With(m_record->instance), out, body);
   }
 
   bool HasDeviceKey() const {

@@ -26,18 +26,15 @@ class NetCfgEnumerator final : public NetCfgObject<Enumerator> {
   HRESULT STDMETHODCALLTYPE Next(ULONG count, Element** elements, ULONG* fetched) noexcept override {
     if (fetched != nullptr) *fetched = 0;
     if (count > 1 && fetched == nullptr) return E_POINTER;
-    return this->Ask(
-        m_nextName, Needs::kInitialized, elements,
-        [&] {
-          ULONG given = 0;
-          for (; given < count && m_next < m_elements.size(); ++given) m_elements[m_next++].CopyTo(&elements[given]);
-          if (fetched != nullptr) *fetched = given;
-          return given == count ? S_OK : S_FALSE;
-        },
-        count);
+    return this->Ask(m_nextName, Needs::kInitialized, With(count), elements, [&] {
+      ULONG given = 0;
+      for (; given < count && m_next < m_elements.size(); ++given) m_elements[m_next++].CopyTo(&elements[given]);
+      if (fetched != nullptr) *fetched = given;
+      return given == count ? S_OK : S_FALSE;
+    });
   }
   HRESULT STDMETHODCALLTYPE Reset() noexcept override {
-    return this->m_session->Call(m_resetName, Needs::kInitialized, [&] {
+    return this->m_session->Call(m_resetName, Needs::kInitialized, With(), [&] {
       m_next = 0;
       return S_OK;
     });

@@ -59,16 +59,6 @@ std::wstring MakeNumberedKey(const std::wstring& parent, qvrn::RegistryKey& key)
   return name;
 }
 
-void MakeDevice(const Package& package, const std::wstring& driver, ComponentRecord& component) {
-  qvrn::RegistryKey key;
-  component.deviceId = package.enumerator + MakeNumberedKey(kEnumKey + std::wstring(package.enumerator), key);
-  WriteTexts(key, {{L"ClassGUID", component.networkClass->text},
-                   {L"Class", component.networkClass->name},
-                   {L"Driver", component.networkClass->text + (L'\\' + driver)},
-                   {L"DeviceDesc", package.description},
-                   {L"Mfg", kProvider}});
-}
-
 ComponentPointer MakeKeys(const Package& package, const NetworkClass& networkClass) {
   qvrn::RegistryKey key;
   const auto component = std::make_shared<ComponentRecord>();
@@ -84,8 +74,14 @@ ComponentPointer MakeKeys(const Package& package, const NetworkClass& networkCla
                    {L"NetCfgInstanceId", GuidText(component->instance)}});
   Check(key.WriteBytes(L"Characteristics", REG_DWORD, &package.characteristics, sizeof(DWORD)));
   if (package.enumerator != nullptr) {
-    MakeDevice(package, name, *component);
+    qvrn::RegistryKey device;
+    component->deviceId = package.enumerator + MakeNumberedKey(kEnumKey + std::wstring(package.enumerator), device);
     WriteTexts(key, {{L"DeviceInstanceID", component->deviceId}});
+    WriteTexts(device, {{L"ClassGUID", networkClass.text},
+                        {L"Class", networkClass.name},
+                        {L"Driver", networkClass.text + (L'\\' + name)},
+                        {L"DeviceDesc", package.description},
+                        {L"Mfg", kProvider}});
   }
   if (package.serviceKey != nullptr) {
     Check(key.Create(HKEY_LOCAL_MACHINE, (package.serviceKey + std::wstring(L"\\Parameters\\Adapters")).c_str(),
@@ -101,7 +97,7 @@ void DeleteTree(const std::wstring& path) { ::RegDeleteTreeW(HKEY_LOCAL_MACHINE,
 ComponentPointer InstallComponent(NetCfgSession& session, const NetworkClass& networkClass, const wchar_t* id) {
   const Package* const package = FindPackage(id);
   if (package == nullptr || networkClass.name != std::wstring_view(package->networkClass)) return nullptr;
-  ComponentPointer component = package->enumerator == nullptr ? session.Find(nullptr, package->id) : nullptr;
+  ComponentPointer component = package->enumerator == nullptr ? session.Find(package->id) : nullptr;
   if (component != nullptr) return component;
   component = MakeKeys(*package, networkClass);
   session.Insert(component);

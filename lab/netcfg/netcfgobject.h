@@ -36,7 +36,7 @@ class NetCfgObject : public Unknown<First, Rest...>, private CountedNetCfg {
     *object = nullptr;
     const wchar_t* const name = QueryName(id);
     return name == nullptr ? Hand(id, object)
-                           : m_session->Call(name, Needs::kNothing, [&] { return Hand(id, object); });
+                           : m_session->Call(name, Needs::kNothing, With(), [&] { return Hand(id, object); });
   }
 
   /// QueryInterface as a part of another call.
@@ -46,11 +46,11 @@ class NetCfgObject : public Unknown<First, Rest...>, private CountedNetCfg {
   explicit NetCfgObject(SessionPointer session) noexcept : m_session(std::move(session)) {}
 
   /// A call whose out-parameter, which must not be null, is cleared first.
-  template <typename Type, typename Body, typename... Arguments>
-  HRESULT Ask(const wchar_t* method, Needs needs, Type* out, const Body& body, const Arguments&... arguments) noexcept {
+  template <typename Type, typename Arguments, typename Body>
+  HRESULT Ask(const wchar_t* method, Needs needs, const Arguments& arguments, Type* out, const Body& body) noexcept {
     if (out == nullptr) return E_POINTER;
     *out = {};
-    return m_session->Call(method, needs, body, arguments...);
+    return m_session->Call(method, needs, arguments, body);
   }
 
   const SessionPointer m_session;

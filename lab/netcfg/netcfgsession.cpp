@@ -18,9 +18,9 @@ void NetCfgSession::Uninitialize() noexcept {
   m_initialized = false;
 }
 
-ComponentPointer NetCfgSession::Find(const NetworkClass* networkClass, const wchar_t* id) const {
+ComponentPointer NetCfgSession::Find(const wchar_t* id) const {
   for (const ComponentPointer& component : m_components) {
-    if (component->HasId(id) && (networkClass == nullptr || component->networkClass == networkClass)) return component;
+    if (component->HasId(id)) return component;
   }
   return nullptr;
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "lab/journal.h"
@@ -23,16 +24,23 @@ enum class Needs {
   kWriteLock,    ///< and the object holds the write lock, else NETCFG_E_NO_WRITE_LOCK
 };
 
+/// The arguments of a call as its record shows them.
+template <typename... Arguments>
+std::tuple<const Arguments&...> With(const Arguments&... arguments) noexcept {
+  return {arguments...};
+}
+
 class NetCfgSession {
  public:
   /// Serves `body` unless a failure is due or `needs` is not met, and records "METHOD(ARGUMENTS) = 0xRESULT".
-  /// Arguments are numbers, texts and GUIDs; a name that ends in a parenthesis brings its own. Out-parameters must be
-  /// cleared before: nothing else sets them on failure.
-  template <typename Body, typename... Arguments>
-  HRESULT Call(const wchar_t* method, Needs needs, const Body& body, const Arguments&... arguments) noexcept try {
+  /// Arguments, given as With(...), are numbers, texts and GUIDs; a name that ends in a parenthesis brings its own.
+  /// Out-parameters must be cleared before: nothing else sets them on failure.
+  template <typename Arguments, typename Body>
+  HRESULT Call(const wchar_t* method, Needs needs, const Arguments& arguments, const Body& body) noexcept try {
     const std::optional<HRESULT> refused = Refuse(method, needs);
     const HRESULT hr = refused ? *refused : Guarded(body);
-    if (IsKept(m_journal)) Note(method, {Text(arguments)...}, hr);
+    const auto texts = [](const auto&... one) { return std::vector<std::wstring>{Text(one)...}; };
+    if (IsKept(m_journal)) Note(method, std::apply(texts, arguments), hr);
     return hr;
   } catch (...) {
     return qvrn::HresultFromCurrentException();
@@ -46,8 +54,8 @@ class NetCfgSession {
   void Uninitialize() noexcept;
 
   const ComponentRecords& Components() const noexcept { return m_components; }
-  /// The first component with this id, of one class or (null) of any; null for none.
-  ComponentPointer Find(const NetworkClass* networkClass, const wchar_t* id) const;
+  /// The first component with this id; null for none.
+  ComponentPointer Find(const wchar_t* id) const;
   /// Takes a component that was just installed into the session, at its place.
   void Insert(ComponentPointer component);
   /// Takes one out; false when it is none of the session's.

@@ -163,10 +163,10 @@ void CMuxPhysicalAdapter::DeleteAdapterKey(const wchar_t* adapterGuid) noexcept 
   ::RegDeleteKeyW(adapters.Get(), adapterGuid);
 }
 
-bool CMuxPhysicalAdapter::HasVlan(const wchar_t* vlanId, const wchar_t* vlanName) const noexcept {
+bool CMuxPhysicalAdapter::HasVlan(const wchar_t* number, const wchar_t* name) const noexcept {
   bool found = false;
   m_current.ForEach([&](CMuxVirtualMiniport* miniport) {
-    found = ::_wcsicmp(miniport->VlanName(), vlanName) == 0 || ::_wcsicmp(miniport->VlanId(), vlanId) == 0;
+    found = ::_wcsicmp(miniport->VlanName(), name) == 0 || ::_wcsicmp(miniport->VlanNumber(), number) == 0;
     return !found;
   });
   return found;

@@ -24,7 +24,7 @@ class CMuxPhysicalAdapter {
   CMuxPhysicalAdapter& operator=(const CMuxPhysicalAdapter&) = delete;
 
   /// Reads the miniports. The result is that of reading the team's name, so an adapter without a team gives
-  /// HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) (kept: callers take exactly that for success).
+  /// HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) (kept for callers, who take exactly that for success).
   HRESULT LoadConfiguration() noexcept;
 
   /// The team's miniport included.
@@ -33,17 +33,17 @@ class CMuxPhysicalAdapter {
   /// Leaves `teamGuid` alone without a team.
   void GetTeamGuid(GUID* teamGuid) const noexcept;
 
-  /// Takes a miniport out of the list (the newest entry for null) and uninstalls it. 0x80070490 when there is no such
-  /// miniport; 0x80070008, with the miniport still installed, when memory is short; otherwise the result of its
-  /// DeInstall.
+  /// Takes a miniport out of the list (the newest entry for null, which nothing here passes) and uninstalls it.
+  /// 0x80070490 when there is no such miniport; 0x80070008, with the miniport still installed, when memory is short;
+  /// otherwise the result of its DeInstall.
   HRESULT RemoveMiniport(const GUID* miniportGuid) noexcept;
 
-  /// Records added and removed miniports in the adapter's UpperBindings; ActionRemove deletes the adapter's key as
-  /// well. Always S_OK.
+  /// Records added and removed miniports in the adapter's UpperBindings; ActionRemove, which nothing here
+  /// passes, deletes the adapter's key as well. Always S_OK.
   HRESULT ApplyRegistryChanges(RegistryAction action) noexcept;
 
   /// Whether a VLAN above the adapter has this name or this number, as text without regard to case. A team has neither.
-  bool HasVlan(const wchar_t* vlanId, const wchar_t* vlanName) const noexcept;
+  bool HasVlan(const wchar_t* number, const wchar_t* name) const noexcept;
 
   INetCfg* NetCfg() const noexcept { return m_netCfg.Get(); }
   const GUID& AdapterGuid() const noexcept { return m_adapterGuid; }
@@ -60,7 +60,7 @@ class CMuxPhysicalAdapter {
   GUID m_adapterGuid;
   Microsoft::WRL::ComPtr<INetCfg> m_netCfg;
   Miniports m_current;
-  Miniports m_added;
+  Miniports m_added;  // filled by nothing here; for hosts that add through the model
   Miniports m_removed;
   CMuxVirtualMiniport* m_team = nullptr;  // one of the current ones
 };

@@ -46,7 +46,8 @@ HRESULT CMuxTeamMiniport::LoadConfiguration() noexcept {
   return found ? S_OK : E_FAIL;
 }
 
-// Takes the instance GUID of the virtual miniport that carries this team's name.
+// Takes the instance GUID of the virtual miniport that carries this team's name. Not reached here, where a team has its
+// GUID; for hosts that make teams.
 HRESULT CMuxTeamMiniport::FindInstalledTeam() noexcept {
   ComPtr<IEnumNetCfgComponent> components;
   NetCfg()->EnumComponents(&GUID_DEVCLASS_NET, &components);

@@ -7,7 +7,8 @@
 namespace qvrn {
 
 /// The virtual miniport of a team of adapters. This system makes none; it meets one where an adapter is configured as a
-/// member.
+/// member, and then only constructs, loads and deletes it. InsertRegistryParams, DeInstall, the changes of device names
+/// and IsPrimaryAdapter are for hosts that manage teams: nothing here reaches them.
 class CMuxTeamMiniport final : public CMuxVirtualMiniport {
  public:
   /// The name is copied, cut to 99 characters, unless it is null.

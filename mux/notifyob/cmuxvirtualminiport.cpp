@@ -163,7 +163,7 @@ HRESULT NameAndOpen(INetCfgComponent* component, const wchar_t* prefix, const wc
   AppendText(displayName, name);
   HRESULT hr = component->SetDisplayName(displayName);
   if (FAILED(hr)) {
-    // Kept: "get" where the name is set.
+    // Kept for those who search traces for it: "get" where the name is set.
     NotifyTrace(kTraceError, L"   Failed to get Display Name, InsertRegistryParams\n");
     return hr;
   }

@@ -37,7 +37,7 @@ class CMuxVirtualMiniport {
   HRESULT ApplyRegistryChanges(RegistryAction action, const GUID* adapterGuid) noexcept;
 
   /// Number and name of a VLAN; empty for any other miniport.
-  virtual const wchar_t* VlanId() const noexcept { return L""; }
+  virtual const wchar_t* VlanNumber() const noexcept { return L""; }
   virtual const wchar_t* VlanName() const noexcept { return L""; }
 
   void GetMiniportGUID(GUID* miniportGuid) const noexcept;
@@ -64,7 +64,8 @@ class CMuxVirtualMiniport {
 /// opens its parameter key.
 HRESULT NameAndOpen(INetCfgComponent* component, const wchar_t* prefix, const wchar_t* name, HKEY* key) noexcept;
 
-/// Traced when a parameter key cannot be opened; kept: by readers and writers alike.
+/// Traced when a parameter key cannot be opened, by readers and writers alike (kept for those who search traces for
+/// it).
 inline constexpr wchar_t kParamKeyFailure[] = L"   Failed to Open Param Key, InsertRegistryParams\n";
 
 }  // namespace qvrn

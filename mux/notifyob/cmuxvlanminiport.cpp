@@ -11,8 +11,8 @@ using Microsoft::WRL::ComPtr;
 
 CMuxVlanMiniport::CMuxVlanMiniport(INetCfg* netCfg, const GUID* miniportGuid, const VlanTexts& texts) noexcept
     : CMuxVirtualMiniport(netCfg, miniportGuid) {
-  if (texts.id == nullptr || texts.name == nullptr || texts.priority == nullptr) return;
-  CopyText(m_vlanId, texts.id);
+  if (texts.number == nullptr || texts.name == nullptr || texts.priority == nullptr) return;
+  CopyText(m_vlanNumber, texts.number);
   CopyText(m_vlanName, texts.name);
   CopyText(m_priority, texts.priority);
 }
@@ -27,7 +27,7 @@ HRESULT CMuxVlanMiniport::LoadConfiguration() noexcept {
     NotifyTrace(kTraceError, kParamKeyFailure);
     return hr;
   }
-  LSTATUS status = key.ReadText(kVlanId, m_vlanId);
+  LSTATUS status = key.ReadText(kVlanNumber, m_vlanNumber);
   if (status == ERROR_SUCCESS) status = key.ReadText(kVlanName, m_vlanName);
   if (status == ERROR_SUCCESS) status = key.ReadText(kVlanPriority, m_priority);
   return HrFromWin32(status);
@@ -37,7 +37,7 @@ HRESULT CMuxVlanMiniport::InsertRegistryParams(INetCfgComponent* component) noex
   RegistryKey key;
   const HRESULT hr = NameAndOpen(component, kVlanDevicePrefix, m_vlanName, key.Put());
   if (FAILED(hr)) return hr;
-  key.WriteBytes(kVlanId, REG_SZ, m_vlanId, sizeof m_vlanId);
+  key.WriteBytes(kVlanNumber, REG_SZ, m_vlanNumber, sizeof m_vlanNumber);
   key.WriteBytes(kVlanName, REG_SZ, m_vlanName, sizeof m_vlanName);
   key.WriteBytes(kVlanPriority, REG_SZ, m_priority, sizeof m_priority);
   return S_OK;

@@ -18,11 +18,11 @@ class CMuxVlanMiniport final : public CMuxVirtualMiniport {
   /// Writes each value as a whole field of 200 bytes; failed writes go unnoticed.
   HRESULT InsertRegistryParams(INetCfgComponent* component) noexcept override;
 
-  const wchar_t* VlanId() const noexcept override { return m_vlanId; }
+  const wchar_t* VlanNumber() const noexcept override { return m_vlanNumber; }
   const wchar_t* VlanName() const noexcept override { return m_vlanName; }
 
  private:
-  wchar_t m_vlanId[kTextChars] = {};
+  wchar_t m_vlanNumber[kTextChars] = {};
   wchar_t m_vlanName[kTextChars] = {};
   wchar_t m_priority[kTextChars] = {};
 };

@@ -33,7 +33,8 @@ constexpr HRESULT kRebootNeeded = 0x0004A020;  // NETCFG_S_REBOOT
 constexpr const GUID* kClasses[] = {&GUID_DEVCLASS_NETCLIENT, &GUID_DEVCLASS_NETSERVICE, &GUID_DEVCLASS_NETTRANS,
                                     &GUID_DEVCLASS_NET};
 
-// Kept: two messages print wide text as if it were narrow, which shows its first character.
+// Kept for those who compare what is printed: two messages print wide text as if it were narrow, which shows its first
+// character.
 const char* AsNarrow(const wchar_t* text) noexcept { return reinterpret_cast<const char*>(text); }
 
 // Directory and file name in one buffer that has room for the longer of the two names.
@@ -119,7 +120,7 @@ bool PrintAndCompare(INetCfgComponent* component, GUID& guid) noexcept {
   PrintText("Display Name = %S\n", component, &INetCfgComponent::GetDisplayName);
   if (SUCCEEDED(component->GetInstanceGuid(&guid))) {
     const BYTE* tail = guid.Data4;
-    // Kept: no hyphen behind the fourth group.
+    // Kept for those who compare what is printed: no hyphen behind the fourth group.
     PrintMessage("Guid = %08X-%04X-%04X-%02X%02X%02X%02X%02X%02X%02X%02X\n", guid.Data1, guid.Data2, guid.Data3,
                  tail[0], tail[1], tail[2], tail[3], tail[4], tail[5], tail[6], tail[7]);
   }

@@ -23,7 +23,7 @@ inline constexpr wchar_t kTeamDeviceName[] = L"TeamDeviceName";
 inline constexpr wchar_t kPrimaryAdapterGuid[] = L"PrimaryAdapterGuid";
 
 /// Below the parameter key of a virtual miniport.
-inline constexpr wchar_t kVlanId[] = L"VlanID";
+inline constexpr wchar_t kVlanNumber[] = L"VlanID";
 inline constexpr wchar_t kVlanName[] = L"VlanName";
 inline constexpr wchar_t kVlanPriority[] = L"Priority";
 inline constexpr wchar_t kTeamName[] = L"TeamName";

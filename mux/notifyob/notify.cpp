@@ -24,7 +24,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr char kSource[] = "notify";
+constexpr char kNotifySource[] = "notify";
 constexpr wchar_t kPhysicalAdapterId[] = L"QVX4\\Halvex_Eth";
 constexpr HRESULT kAdapterNotFound = static_cast<HRESULT>(0x8004A027);  // NETCFG_E_ADAPTER_NOT_FOUND
 constexpr HRESULT kRefused = static_cast<HRESULT>(0x800400FF);
@@ -119,7 +119,8 @@ class VlanChange {
     if (hr == HrFromWin32(ERROR_FILE_NOT_FOUND)) {
       hr = S_OK;
       QVRN_CHECK(m_adapter->MiniportCount() == 0 || !m_adapter->IsPartOfTeam(),
-                 "pMuxPhysicalAdapter->MiniportCount() == 0 || pMuxPhysicalAdapter->IsPartOfTeam() == false", kSource);
+                 "pMuxPhysicalAdapter->MiniportCount() == 0 || pMuxPhysicalAdapter->IsPartOfTeam() == false",
+                 kNotifySource);
     }
     if (FAILED(hr)) {
       PrintMessage("pMuxPhysicalAdapter->LoadConfiguration failed. hr = 0x%x\n", hr);
@@ -139,8 +140,8 @@ class VlanChange {
       PrintMessage("Cannot add VLAN. Error in VLAN parameters\n");
       return E_FAIL;
     }
-    // Kept: nobody deletes the new miniport, whatever becomes of it. It holds a reference on the network configuration,
-    // and its end would be traced.
+    // Kept for those who compare traces, in which its end would show: nobody deletes the new miniport, whatever becomes
+    // of it. It holds a reference on the network configuration.
     auto* miniport = new (std::nothrow) CMuxVlanMiniport(m_netCfg, nullptr, texts);
     if (miniport == nullptr) {
       PrintMessage("new CMuxVirtualMiniport failed\n");
@@ -216,16 +217,16 @@ HRESULT ConfigureVlanMiniport(const wchar_t* adapterGuidText, wchar_t* miniportG
   }
   VlanChange change(netCfg, adapterGuidText);
   hr = add ? change.Add(miniportGuidText, {vlanId, vlanName, priority}) : change.Remove(miniportGuidText);
-  QVRN_CHECK(lockedBy.Get() == nullptr, "lpszLockedBy == 0", kSource);
+  QVRN_CHECK(lockedBy.Get() == nullptr, "lpszLockedBy == 0", kNotifySource);
   change.CleanUp();
   ReleaseNetCfg(netCfg, TRUE);
   return hr;
 }
 
 HRESULT ValidateVlanParams(const CMuxPhysicalAdapter& adapter, const VlanTexts& texts) noexcept {
-  if (IsMissing(texts.id) || IsMissing(texts.name) || IsMissing(texts.priority)) return E_FAIL;
-  if (adapter.IsPartOfTeam() || !IsBetween(texts.id, 1, 4095) || !IsBetween(texts.priority, 0, 7)) return E_FAIL;
-  return adapter.HasVlan(texts.id, texts.name) ? E_FAIL : S_OK;
+  if (IsMissing(texts.number) || IsMissing(texts.name) || IsMissing(texts.priority)) return E_FAIL;
+  if (adapter.IsPartOfTeam() || !IsBetween(texts.number, 1, 4095) || !IsBetween(texts.priority, 0, 7)) return E_FAIL;
+  return adapter.HasVlan(texts.number, texts.name) ? E_FAIL : S_OK;
 }
 
 bool IsTeamAdapter(const CMuxPhysicalAdapter& adapter) noexcept {

@@ -16,7 +16,7 @@ using Microsoft::WRL::ComPtr;
 constexpr LockPatience kNotifyPatience = {3, 1000};
 constexpr DWORD kForeignClientPauseMs = 10000;
 
-// Takes the lock. A holder's name is kept of the last attempt only.
+// Takes the lock. A holder's name is that of the last attempt.
 HRESULT TakeWriteLock(INetCfgLock* lock, const LockPatience& patience, const wchar_t* clientName,
                       TaskText& holder) noexcept {
   HRESULT hr = S_OK;

@@ -12,6 +12,7 @@
 
 #include "mux/notifyob/notifytrace.h"
 #include "platform/boundedtext.h"
+#include "platform/multistring.h"
 #include "platform/registrykey.h"
 
 namespace qvrn {
@@ -30,10 +31,8 @@ void TraceGuid(const wchar_t* format, const GUID& guid) noexcept {
 HRESULT FindInEnumeration(IEnumNetCfgComponent* components, const GUID& wanted, INetCfgComponent** found) noexcept {
   for (;;) {
     ComPtr<INetCfgComponent> component;
-    ULONG fetched = 0;
-    HRESULT hr = components->Next(1, &component, &fetched);
+    HRESULT hr = FetchElement(components, component);
     if (hr != S_OK) return hr;
-    if (component == nullptr) return S_FALSE;
     GUID guid = {};
     hr = component->GetInstanceGuid(&guid);
     if (hr != S_OK) return hr;
@@ -77,20 +76,6 @@ LONG WriteUpperBindings(HKEY key, const void* data, std::size_t bytes) noexcept 
                           static_cast<DWORD>(bytes));
 }
 
-// The entries of the first `chars` characters that differ from `entry`, each with its terminator, in a zeroed buffer of
-// at least that many characters. An empty entry is an entry like any other.
-std::vector<wchar_t> EntriesWithout(const std::vector<wchar_t>& data, std::size_t chars, const wchar_t* entry) {
-  std::vector<wchar_t> kept(data.size(), L'\0');
-  auto end = kept.begin();
-  for (std::size_t position = 0; position < chars;) {
-    const wchar_t* text = data.data() + position;
-    const std::size_t length = std::wcslen(text) + 1;
-    if (::_wcsicmp(text, entry) != 0) end = std::copy_n(text, length, end);
-    position += length;
-  }
-  return kept;
-}
-
 }  // namespace
 
 HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept {
@@ -121,7 +106,7 @@ HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName
   return hr;
 }
 
-// Kept: deletion reports the writer's text.
+// Kept for those who search traces for it: deletion reports the writer's text.
 constexpr wchar_t kInsertOpenFailure[] =
     L"   Failed to Open Param Key, CMuxNotify::InsertRegistryParams with hr = 0x%x\n";
 
@@ -163,11 +148,11 @@ LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept try {
 
   const std::size_t chars = bytes / sizeof(wchar_t);
   data[chars] = L'\0';  // an odd last byte is part of no entry
-  const std::vector<wchar_t> kept = EntriesWithout(data, chars, entry);
+  const std::vector<wchar_t> others = EntriesWithout(data, chars, entry);
   const auto removed = static_cast<std::ptrdiff_t>((std::wcslen(entry) + 1) * sizeof(wchar_t));
   const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(bytes) - removed;
   if (left <= static_cast<std::ptrdiff_t>(sizeof(wchar_t))) return ::RegDeleteValueW(key, kUpperBindings);
-  return WriteUpperBindings(key, kept.data(), static_cast<std::size_t>(left));
+  return WriteUpperBindings(key, others.data(), static_cast<std::size_t>(left));
 } catch (const std::bad_alloc&) {
   return ERROR_NOT_ENOUGH_MEMORY;
 }
@@ -190,14 +175,7 @@ std::unique_ptr<wchar_t[]> GuidFromDeviceName(const wchar_t* deviceName) noexcep
 
 bool IsTokenInList(const wchar_t* token, const wchar_t* multiString, DWORD lengthChars) noexcept {
   if (token == nullptr || *token == L'\0' || multiString == nullptr) return false;
-  const std::size_t tokenLength = std::wcslen(token);
-  for (std::size_t position = 0; position < lengthChars && multiString[position] != L'\0';) {
-    const wchar_t* entry = multiString + position;
-    const std::size_t length = ::wcsnlen(entry, lengthChars - position);
-    if (length == tokenLength && ::_wcsnicmp(entry, token, length) == 0) return true;
-    position += length + 1;
-  }
-  return false;
+  return ContainsEntry(multiString, lengthChars, token);
 }
 
 }  // namespace qvrn

@@ -21,12 +21,21 @@ HRESULT QueryFor(IUnknown* object, Microsoft::WRL::ComPtr<Interface>& found) noe
   return SUCCEEDED(hr) && found == nullptr ? E_FAIL : hr;
 }
 
-/// The next element of one of the network configuration's enumerations. False at its end, and for a failure.
+/// The next element of one of the network configuration's enumerations. S_OK with an element, S_FALSE at the end, or
+/// the failure. The enumerator may be null.
+template <typename Enumerator, typename Element>
+HRESULT FetchElement(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element) noexcept {
+  element.Reset();
+  if (enumerator == nullptr) return S_FALSE;
+  ULONG fetched = 0;
+  const HRESULT hr = enumerator->Next(1, &element, &fetched);
+  return hr == S_OK && element == nullptr ? S_FALSE : hr;
+}
+
+/// The same for those whom neither end nor failure concerns: false then.
 template <typename Enumerator, typename Element>
 bool FetchNext(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element) noexcept {
-  ULONG fetched = 0;
-  return enumerator != nullptr && enumerator->Next(1, element.ReleaseAndGetAddressOf(), &fetched) == S_OK &&
-         element != nullptr;
+  return FetchElement(enumerator, element) == S_OK;
 }
 
 /// Finds the network-class component with this instance GUID. S_OK: `*component` holds a reference. S_FALSE: there is
@@ -34,9 +43,10 @@ bool FetchNext(Enumerator* enumerator, Microsoft::WRL::ComPtr<Element>& element)
 HRESULT HrFindInstance(INetCfg* netCfg, const GUID* instanceGuid, INetCfgComponent** component) noexcept;
 
 /// Reads a value of the component's parameter key into a buffer of 4096 bytes; larger values are refused although
-/// larger ones can be written (kept). Results: S_OK with the size read; the failure of OpenParamKey; E_INVALIDARG for
-/// an absent value; E_ABORT for an empty or unreadable one; E_OUTOFMEMORY for a too large one. On failure `*sizeBytes`
-/// is 0 and the first four bytes of the buffer are zero.
+/// larger ones can be written (kept for machines with a larger backup, whose bindings have always stayed as they are).
+/// Results: S_OK with the size read; the failure of OpenParamKey; E_INVALIDARG for an absent value; E_ABORT for an
+/// empty or unreadable one; E_OUTOFMEMORY for a too large one. On failure `*sizeBytes` is 0 and the first four bytes of
+/// the buffer are zero.
 HRESULT ReadRegistryParams(INetCfgComponent* component, const wchar_t* valueName, void* buffer,
                            DWORD* sizeBytes) noexcept;
 
@@ -51,8 +61,8 @@ LONG DeleteRegistryParams(INetCfgComponent* component, const wchar_t* valueName)
 LONG AddToUpperBindings(HKEY key, const wchar_t* entry) noexcept;
 
 /// Takes `entry` (without regard to case) out of UpperBindings of an open key. The stored size shrinks by the entry's
-/// length plus one character whether or not it was there (kept: stored values look like that); nothing left deletes
-/// the value. A Win32 code; ERROR_FILE_NOT_FOUND when there is no value.
+/// length plus one character whether or not it was there (kept for the driver, which has always read values like that);
+/// nothing left deletes the value. A Win32 code; ERROR_FILE_NOT_FOUND when there is no value.
 LONG RemoveFromUpperBindings(HKEY key, const wchar_t* entry) noexcept;
 
 /// "\Device\" and the GUID text; null when memory is short.

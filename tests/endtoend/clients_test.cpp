@@ -1,89 +1,136 @@
-// The platform's own clients, and COM's view of the registered provider.
+// What only processes on an installed lab can show: that every kind of client sees the same through the registered
+// DLLs, what the client's own program adds to its library, and what the installation itself is.
 #include <windows.h>
 
-#include <objbase.h>
+#include <gmock/gmock.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string>
-#include <vector>
 
-#include "tests/endtoend/installedlab.h"
+#include "platform/assertion.h"
+#include "platform/registrykey.h"
+#include "tests/support/crashexit.h"
 
 namespace {
 
+using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using tests::InstalledLab;
-using tests::ProgramResult;
-using tests::RunProgram;
+using ::testing::Not;
+using ::testing::StartsWith;
 
-TEST_F(InstalledLab, WmicListsAValueForEachServedAdapter) {
-  WriteText(InstanceKey(L"0012"), L"*JumboPacket", L"4088");
-  const ProgramResult result = RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get MaxFrameSize");
-  EXPECT_EQ(result.exitCode, 0u);
-  std::istringstream words(result.output.substr(result.output.find('M')));  // behind the byte order mark
-  EXPECT_THAT(std::vector<std::string>(std::istream_iterator<std::string>(words), {}),
-              ::testing::ElementsAre("MaxFrameSize", "1514", "4088"));
+/// What a command line, run through pipes, writes to both its streams, and its exit status below that unless it is 0.
+std::string OutputOf(const std::wstring& line) {
+  std::string text;
+  std::FILE* const pipe = ::_wpopen((line + L" 2>&1").c_str(), L"rb");
+  for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
+    // wmic writes UTF-16.
+    if (byte != '\0' && byte != '\r') text += static_cast<char>(byte);
+  }
+  const int status = ::_pclose(pipe);
+  return status == 0 ? text : text + "exit " + std::to_string(status);
+}
+std::string Client(const std::wstring& arguments) { return OutputOf(L"C:\\qvrn\\qvrnctl.exe " + arguments); }
+std::string Script(const std::wstring& arguments) {
+  return OutputOf(L"cscript //nologo C:\\qvrn\\examples\\vlans.js " + arguments);
+}
+/// Without the blanks that fill columns: one between words.
+std::string Words(const std::string& text) {
+  std::istringstream words(text.substr(text.find_first_of("AMSPV")));  // behind a byte order mark
+  std::string joined;
+  for (std::string word; words >> word;) joined += word + " ";
+  return joined;
 }
 
-TEST_F(InstalledLab, AScriptReadsTheSameValues) {
-  const char script[] = R"js(
-var services = new ActiveXObject("WbemScripting.SWbemLocator").ConnectServer(".", "root\\cimv2");
-var set = services.ExecQuery("SELECT * FROM QvrnEN_NetworkAdapterConfiguration");
-for (var i = 0; i < set.Count; ++i) {
-  var properties = set.ItemIndex(i).Properties_;
-  WScript.Echo(properties.Item("SettingID").Value + ": " + properties.Item("MaxFrameSize").Value);
-}
-var one = services.Get("QvrnEN_NetworkAdapterConfiguration.SettingID=\"7\"");
-WScript.Echo("get: " + one.Properties_.Item("MaxFrameSize").Value);
-WScript.Echo("done");
-)js";
-  std::ofstream("C:\\qvrn-test.js") << script;
-  const ProgramResult result = RunProgram(L"cscript //nologo C:\\qvrn-test.js");
-  ::DeleteFileW(L"C:\\qvrn-test.js");
-  EXPECT_EQ(result.output, "7: 1514\n12: 9014\nget: 1514\ndone\n") << result.errors;
+class InstalledLab : public ::testing::Test {
+ protected:
+  InstalledLab() {
+    EXPECT_EQ(OutputOf(L"regedit /S C:\\qvrn\\machines\\vlans.reg"), "");
+    ::DeleteFileW(L"C:\\qvrn-journal.txt");
+  }
+};
+
+TEST_F(InstalledLab, EveryClientSeesTheSame) {
+  EXPECT_THAT(Client(L"vlan add 12 --id 7 --name Late"), HasSubstr("created 12/7 \"Late\" {"));
+  EXPECT_THAT(Client(L"vlan remove Backup*"), HasSubstr("VLAN \"Backup*\" is not there"));
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_VLAN get VLANName,VLANNumber,ParentDeviceID")),
+            "ParentDeviceID VLANName VLANNumber 7 Office 10 7 Voice 20 12 Backup Network 300 12 Late 7 ");
+  EXPECT_THAT(Script(L"list"), AllOf(StartsWith("adapter 7, VLAN 10, priority 0: Office {"),
+                                     HasSubstr("adapter 12, VLAN 7, priority 0: Late {"), EndsWith("}\ndone\n")));
+  EXPECT_THAT(Script(L"get {58E4C3A0-1D97-4A6B-8C02-E7B1946D3F22}"), HasSubstr("VLAN 20, priority 5: Voice {"));
+  EXPECT_EQ(Script(L"save C:\\qvrn-a.xml"), "C:\\qvrn-a.xml is written\ndone\n");
+  EXPECT_THAT(Client(L"save C:\\qvrn-b.xml"), EndsWith("4 VLANs saved in C:\\qvrn-b.xml\n"));
+  EXPECT_EQ(OutputOf(L"fc C:\\qvrn-a.xml C:\\qvrn-b.xml >nul"), "");
+  EXPECT_THAT(Client(L"vlan remove Voice 12/300 12/7 Office"), Not(HasSubstr("exit")));
+  EXPECT_THAT(Script(L"list"), StartsWith("done"));
+  EXPECT_THAT(Script(L"restore C:\\qvrn-b.xml"),
+              AllOf(HasSubstr("VLAN 300, priority 1: Backup Network {"), EndsWith("done\n")));
+  EXPECT_THAT(Client(L"restore C:\\qvrn-a.xml --yes"), HasSubstr("created again 12/7 \"Late\" {"));
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get MaxFrameSize")),
+            "MaxFrameSize 1514 9014 ");
+  for (const wchar_t* file : {L"C:\\qvrn-a.xml", L"C:\\qvrn-b.xml"}) ::DeleteFileW(file);
 }
 
-TEST_F(InstalledLab, AClientOfTooLowALevelIsDenied) {
-  WriteNumber(L"SOFTWARE\\QvrnLab", L"ImpersonationLevel", 2);
-  const ProgramResult result = tests::Client(L"adapters");
-  EXPECT_EQ(result.exitCode, 1u);
-  EXPECT_THAT(result.errors, HasSubstr("WBEM_E_ACCESS_DENIED (0x80041003)"));
-  EXPECT_EQ(tests::Client(L"get 7 MaxFrameSize").exitCode, 1u);
+TEST_F(InstalledLab, TheClientIsAProgramWithWordsOutputAndAnExitStatus) {
+  EXPECT_EQ(Client(L"--version"), "qvrnctl " PRODUCT_VERSION "\n");
+  EXPECT_THAT(Client(L""), AllOf(StartsWith("qvrnctl: a command is missing\n"), EndsWith("exit 2")));
+  // A name may hold what a shell would expand; outside a console all is UTF-8.
+  EXPECT_THAT(Client(L"get * 2>nul"), EndsWith("exit 1"));
+  EXPECT_THAT(Client(L"get C:\\qvrn\\*.exe"), StartsWith("qvrnctl: adapter \"C:\\qvrn\\*.exe\" is not served"));
+  EXPECT_THAT(Client(L"get \u00FC\U0001F600"), StartsWith("qvrnctl: adapter \"\xC3\xBC\xF0\x9F\x98\x80\" is not"));
+  EXPECT_THAT(Client(L"restore C:\\qvrn-no.xml"),
+              AllOf(HasSubstr("without a terminal it needs --yes\n"), EndsWith("exit 2")));
+}
+
+TEST_F(InstalledLab, WhatTheProviderReportsIsInTheJournal) {
+  const std::wstring key = L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}\\0012";
+  qvrn::RegistryKey broken;
+  broken.Create(HKEY_LOCAL_MACHINE, (key + L"\\Ndi\\config\\Broken").c_str(), KEY_WRITE);
+  broken.WriteText(L"type", L"int");
+  EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID 2>nul")), "SettingID 7 ");
+  std::ifstream journal("C:\\qvrn-journal.txt");
+  EXPECT_THAT(std::string(std::istreambuf_iterator<char>(journal), {}), HasSubstr("assertion\t0, file cadvanceddlg"));
+  EXPECT_THAT(Client(L"get 12"), EndsWith("adapter \"12\": WBEM_E_FAILED (0x80041001)\nexit 1"));
 }
 
 TEST_F(InstalledLab, RegistrationNamesTheDll) {
-  const std::wstring key = L"Software\\classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7}";
-  EXPECT_EQ(ReadText(key, nullptr), L"WMI Quorvane Ethernet Provider");
-  EXPECT_EQ(ReadText(key + L"\\InprocServer32", nullptr), L"C:\\qvrn\\qvrnwmiprovider.dll");
-  EXPECT_EQ(ReadText(key + L"\\InprocServer32", L"ThreadingModel"), L"Both");
+  EXPECT_THAT(
+      Words(OutputOf(L"reg query HKLM\\Software\\Classes\\CLSID\\{22CB8761-914A-11CF-B705-00AA0062CBB7} /s")),
+      AllOf(HasSubstr("(Default) REG_SZ WMI Quorvane Ethernet Provider "),
+            HasSubstr("InprocServer32 (Default) REG_SZ C:\\qvrn\\qvrnwmiprovider.dll ThreadingModel REG_SZ Both ")));
+}
+
+TEST_F(InstalledLab, TheDllHoldsTheTextOfTheEventOfAFailedCheck) {
+  const HMODULE module = ::LoadLibraryExW(L"C:\\qvrn\\qvrnwmiprovider.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  DWORD_PTR inserts[] = {reinterpret_cast<DWORD_PTR>(L"bRet == true"), reinterpret_cast<DWORD_PTR>(L"common"),
+                         reinterpret_cast<DWORD_PTR>(L"7")};
+  wchar_t text[256] = {};
+  ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, qvrn::kAssertionEvent, 0, text,
+                   256, reinterpret_cast<va_list*>(inserts));
+  EXPECT_STREQ(text,
+               L"A check of the WMI Quorvane Ethernet Provider has failed; the request went on. Expression: bRet == "
+               L"true. Source: common, line 7.\r\n");
+  ::FreeLibrary(module);
 }
 
 // The module is idle until a provider has been initialised; from then on the handlers keep it in use.
 TEST_F(InstalledLab, AFreshModuleCanBeUnloaded) {
-  // A copy, as other tests of this program use the module itself.
-  constexpr wchar_t kCopy[] = L"C:\\qvrn-fresh.dll";
-  ASSERT_TRUE(::CopyFileW(L"C:\\qvrn\\qvrnwmiprovider.dll", kCopy, FALSE));
-  const HMODULE module = ::LoadLibraryW(kCopy);
+  const HMODULE module = ::LoadLibraryW(L"C:\\qvrn\\qvrnwmiprovider.dll");
   ASSERT_NE(module, nullptr);
   const auto canUnload =
       reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
   ASSERT_NE(canUnload, nullptr);
   EXPECT_EQ(canUnload(), S_OK);
   ::FreeLibrary(module);
-  ::DeleteFileW(kCopy);
-}
-
-TEST_F(InstalledLab, AnAdapterWithABrokenDescriptionIsLeftOut) {
-  WriteText(InstanceKey(L"0012") + L"\\Ndi\\config\\Broken", L"type", L"int");
-  const ProgramResult result = RunProgram(L"wmic path QvrnEN_NetworkAdapterConfiguration get SettingID");
-  EXPECT_THAT(result.output, HasSubstr("7"));
-  EXPECT_THAT(result.output, ::testing::Not(HasSubstr("12")));
-  EXPECT_THAT(Journal(), ::testing::Contains(::testing::StartsWith("assertion\t0, file cadvanceddlg")));
-  const ProgramResult client = tests::Client(L"get 12");
-  EXPECT_EQ(client.exitCode, 1u);
-  EXPECT_THAT(client.errors, HasSubstr("WBEM_E_FAILED (0x80041001)"));
 }
 
 }  // namespace
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleMock(&argc, argv);
+  tests::EndOnCrash();
+  return RUN_ALL_TESTS();
+}

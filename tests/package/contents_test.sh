@@ -36,6 +36,12 @@ same 'versions of files' "$(row Classes '' '' && row Client "$version.0" 1033 &&
   row Removal '' '')" "$(table File 1,5,6)"
 same 'hashes of files' "$(row Classes && row Removal)" "$(table MsiFileHash 1)"
 
+# '#' marks a number.
+events='SYSTEM\CurrentControlSet\Services\EventLog\Application\QvrnWmiProvider'
+same 'reports of failed checks' "$(row 2 'SOFTWARE\Quorvane' Assertions log &&
+  row 2 "$events" EventMessageFile '[InstallFolder]qvrnwmiprovider.dll' &&
+  row 2 "$events" TypesSupported '#7')" "$(table Registry 2-5 | grep -v CLSID)"
+
 # 3122: a program that a property names, deferred, as the system; 64 more: its failure does not count; 256 more: when
 # rolling back.
 compile='"[InstallFolder]qvrnwmiprovider.mof"' remove='"[InstallFolder]qvrnwmiprovider-uninstall.mof"'

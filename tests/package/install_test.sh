@@ -46,6 +46,13 @@ compilations() {
 
 registration() { wine reg query "$clsid" /s 2>&1 | tr -d '\r'; }
 
+# How failed checks are reported: the machine's choice, and the library with their texts.
+reports() {
+  wine reg query 'HKLM\Software\Quorvane' /v Assertions 2>&1 | tr -d '\r' | awk '/REG_/ { print $1, $2, $3 }'
+  wine reg query 'HKLM\System\CurrentControlSet\Services\EventLog\Application\QvrnWmiProvider' 2>&1 | tr -d '\r' |
+    sed -n 's/^ *\(.*REG_.*\)/\1/p' | tr -s ' '
+}
+
 # Versions of the product in the list of installed programs.
 listed() {
   wine reg query "$uninstall" /s | tr -d '\r' | awk -v RS= '/Quorvane/' | awk '/DisplayVersion/ { print $3 }'
@@ -72,6 +79,9 @@ compilations "$compiled"
 same 'installed files' "$(printf '%s\n' qvrnctl.exe qvrnwmiprovider{-uninstall.mof,.dll,.mof})" \
   "$(ls "$drive/Program Files/Quorvane/WMI")"
 by_installer=$(registration)
+same reports "Assertions REG_SZ log
+EventMessageFile REG_SZ $folder\\qvrnwmiprovider.dll
+TypesSupported REG_DWORD 0x7" "$(reports)"
 wine regsvr32 /u /s "$folder\\qvrnwmiprovider.dll"
 ! registration >/dev/null || fail 'the DLL did not take its registration away'
 wine regsvr32 /s "$folder\\qvrnwmiprovider.dll"
@@ -82,6 +92,7 @@ installs /i "$new" REINSTALL=ALL REINSTALLMODE=amus
 compilations "$compiled"
 installs /x "$new"
 compilations "$removed"
+same 'reports after a removal' '' "$(reports)"
 rm "$drive/qvrn-journal.txt"
 same 'what is left' "$bare" "$(state)"
 

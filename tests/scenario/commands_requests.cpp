@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -56,24 +57,31 @@ class RegistryWatch {
 
 void NoteResult(HRESULT hr) { Note("result", "", "result " + Hex(static_cast<std::uint32_t>(hr))); }
 
-/// One of the program's standard handles, into a file while it lives.
+/// One of the program's standard handles, into a file while it lives. The platform's own processes that are started
+/// meanwhile inherit it and keep the file open, so each time it is another one.
 class Redirection {
  public:
-  Redirection(DWORD stream, const std::wstring& path)
-      : m_stream(stream), m_path(path), m_before(::GetStdHandle(stream)) {
-    m_file = qvrn::FileHandle(
-        ::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr));
+  explicit Redirection(DWORD stream) : m_stream(stream), m_before(::GetStdHandle(stream)) {
+    static int number = 0;
+    m_path = Sandbox::Folder() + L"stream" + std::to_wstring(++number);
+    m_file = qvrn::FileHandle(::CreateFileW(m_path.c_str(), GENERIC_WRITE,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                            CREATE_ALWAYS, 0, nullptr));
     ::SetStdHandle(stream, m_file.Get());
   }
   Redirection(const Redirection&) = delete;
   Redirection& operator=(const Redirection&) = delete;
   ~Redirection() { ::SetStdHandle(m_stream, m_before); }
 
-  /// Notes what was written, each line with `mark` before it; an empty line is a tilde.
-  void NoteLines(const std::string& mark) const {
+  /// Notes what was written, each line with `mark` before it; an empty line is a tilde, a carriage return is "\r". Gives
+  /// whether there was any.
+  bool NoteLines(const std::string& mark) const {
     std::ifstream file(Utf8(m_path), std::ios::binary);
     std::istringstream text(std::string(std::istreambuf_iterator<char>(file), {}));
-    for (std::string line; std::getline(text, line);) Note("client", "", mark + (line.empty() ? "~" : line));
+    static const std::regex returns("\r");
+    for (std::string line; std::getline(text, line);)
+      Note("client", "", mark + (line.empty() ? "~" : std::regex_replace(line, returns, "\\r")));
+    return !text.str().empty();
   }
 
  private:
@@ -136,7 +144,7 @@ void Interpreter::UseProvider(Words& words) {
 // enumerate [flags N] [context] CLASS
 void Interpreter::Enumerate(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   IWbemContext* const context = TakeContext(words);
   const Bstr name = TextOrNone(words.Take());
@@ -148,7 +156,7 @@ void Interpreter::Enumerate(Words& words) {
 // get [flags N] [context] PATH
 void Interpreter::Get(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   IWbemContext* const context = TakeContext(words);
   const Bstr path = TextOrNone(m_aliases->Expand(words.TakeRest()));
@@ -160,7 +168,7 @@ void Interpreter::Get(Words& words) {
 // put [flags N] CLASS NAME=VALUE... | (null): an instance that has just these values.
 void Interpreter::Put(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   const std::string className = words.Take();
   Microsoft::WRL::ComPtr<IWbemClassObject> instance;
@@ -173,7 +181,7 @@ void Interpreter::Put(Words& words) {
 // change [flags N] PATH NAME=VALUE...: puts what a get gives with these values changed.
 void Interpreter::Change(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   const std::wstring path = Wide(m_aliases->Expand(words.Take()));
   const auto instance = m_service.Instance(L"", TakeProperties(words), path);
@@ -186,7 +194,7 @@ void Interpreter::Change(Words& words) {
 // delete [flags N] PATH
 void Interpreter::Delete(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   const Bstr path = TextOrNone(m_aliases->Expand(words.TakeRest()));
   m_service.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
@@ -197,7 +205,7 @@ void Interpreter::Delete(Words& words) {
 // method PATH NAME [NAME=VALUE... | (none)]: of the class before the path's first dot.
 void Interpreter::CallMethod(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::string path = words.Take();
   const std::string method = words.Take();
   Microsoft::WRL::ComPtr<IWbemClassObject> in;
@@ -212,7 +220,7 @@ void Interpreter::CallMethod(Words& words) {
 // add-miniport ADAPTER NUMBER NAME PRIORITY: straight to the network configuration engine.
 void Interpreter::AddMiniport(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::wstring adapter = Wide(Expanded(words));
   const std::wstring number = Wide(words.Take());
   const std::wstring name = Wide(words.Take());
@@ -228,7 +236,7 @@ void Interpreter::AddMiniport(Words& words) {
 // remove-miniport ADAPTER MINIPORT
 void Interpreter::RemoveMiniport(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::wstring adapter = Wide(Expanded(words));
   std::wstring miniport = Wide(Expanded(words));
   HRESULT hr = S_OK;
@@ -239,7 +247,7 @@ void Interpreter::RemoveMiniport(Words& words) {
 // install FOLDER CLASS-INDEX: the intermediate driver.
 void Interpreter::InstallDriver(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const Bstr folder = TextOrNone(Expanded(words));
   const DWORD index = words.TakeNumber();
   HRESULT hr = S_OK;
@@ -262,11 +270,11 @@ void Interpreter::Call(Words& words) {
   if (!results.empty()) Note("result", "", results);
 }
 
-// qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, and "exit N" unless
-// it is 0.
+// qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, or "!N " where it
+// ended with N; "exit N" where a failure says nothing.
 void Interpreter::RunClient(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::wstring line = L"qvrnctl " + Wide(m_aliases->Expand(words.TakeRest()));
   int count = 0;
   wchar_t** const split = ::CommandLineToArgvW(line.c_str(), &count);
@@ -274,16 +282,16 @@ void Interpreter::RunClient(Words& words) {
   ::LocalFree(split);
   int status = 0;
   {
-    const Redirection out(STD_OUTPUT_HANDLE, Sandbox::Folder() + L"out");
-    const Redirection error(STD_ERROR_HANDLE, Sandbox::Folder() + L"error");
+    const Redirection out(STD_OUTPUT_HANDLE);
+    const Redirection error(STD_ERROR_HANDLE);
     {
       const Observation observed(true);
       status = qvrn::RunClient(arguments);
     }
-    error.NoteLines("! ");
+    const bool hasSpoken = error.NoteLines("!" + (status == 0 ? "" : std::to_string(status)) + " ");
     out.NoteLines("");
+    if (status != 0 && !hasSpoken) Note("client", "", "exit " + std::to_string(status));
   }
-  if (status != 0) Note("client", "", "exit " + std::to_string(status));
 }
 
 }  // namespace scenario

@@ -1,5 +1,8 @@
 #include "tests/scenario/platformcalls.h"
 
+#include <netcfgx.h>
+
+#include "lab/netcfg/netcfg.h"
 #include "tests/scenario/platformhooks.h"
 
 namespace scenario {
@@ -30,6 +33,26 @@ int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT
   return IDOK;
 }
 
+// A console writes text as UTF-8 to what stands for it, at most a line's worth at once.
+BOOL WINAPI WriteToConsole(HANDLE console, const void* text, DWORD chars, DWORD* written, void*) {
+  const Observation unobserved(false);
+  const auto* begin = static_cast<const wchar_t*>(text);
+  *written = std::min<DWORD>(chars, 60);
+  if (*written < chars && IS_HIGH_SURROGATE(begin[*written - 1])) --*written;
+  const std::string bytes = Utf8({begin, *written});
+  DWORD ignored = 0;
+  return ::WriteFile(console, bytes.data(), static_cast<DWORD>(bytes.size()), &ignored, nullptr);
+}
+
+BOOL WINAPI AnswerConsoleMode(HANDLE, DWORD*) { return ThePlatform().typed ? TRUE : FALSE; }
+
+BOOL WINAPI ReadFromConsole(HANDLE, void* buffer, DWORD chars, DWORD* read, void*) {
+  const std::wstring line = *ThePlatform().typed + L"\r\n";
+  *read = std::min(chars, static_cast<DWORD>(line.size()));
+  std::copy_n(line.data(), *read, static_cast<wchar_t*>(buffer));
+  return TRUE;
+}
+
 BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*) {
   static_cast<USEROBJECTFLAGS*>(information)->dwFlags = ThePlatform().windowStationVisible ? WSF_VISIBLE : 0;
   return TRUE;
@@ -56,8 +79,18 @@ BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL
   return code ? Failed<BOOL>("setup", *code) : TRUE;
 }
 
+using Creation = Call<"com", "CoCreateInstance", "ole32", decltype(&::CoCreateInstance)>;
+
+// The lab's network configuration serves every apartment: a thread that has left its own may come back in another.
+template <>
+HRESULT Creation::Real(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
+  if (id == CLSID_CNetCfg) return lab::NetCfgClassFactory()->CreateInstance(outer, wanted, object);
+  static const auto real = reinterpret_cast<decltype(&::CoCreateInstance)>(
+      reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryA("ole32"), "CoCreateInstance")));
+  return real(id, outer, context, wanted, object);
+}
+
 HRESULT WINAPI CreateInstance(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
-  using Creation = Call<"com", "CoCreateInstance", "ole32", decltype(&::CoCreateInstance)>;
   const bool observed = IsObserved();
   const HRESULT hr = Creation::Observe(id, outer, context, wanted, object);
   if (observed && SUCCEEDED(hr)) *object = Wrap(static_cast<IUnknown*>(*object), wanted);

@@ -5,6 +5,7 @@
 // that reading or writing past a block shows; blocks that it keeps are counted.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,7 @@ namespace scenario {
 struct Platform {
   bool windowStationVisible = false;
   unsigned long processors = 4;
+  std::optional<std::wstring> typed;  ///< what a person types on the console; none where there is no console
   std::vector<std::pair<std::string, bool>> interfaces = {{"lo", true}};  ///< names, and whether each is up
 };
 Platform& ThePlatform();

@@ -126,6 +126,9 @@ struct Call<Kind, Name, Module, Result(WINAPI*)(Types...)> {
 void WINAPI WriteTrace(const wchar_t* text);
 void WINAPI Pause(DWORD milliseconds);
 int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style);
+BOOL WINAPI AnswerConsoleMode(HANDLE, DWORD*);
+BOOL WINAPI ReadFromConsole(HANDLE, void* buffer, DWORD chars, DWORD* read, void*);
+BOOL WINAPI WriteToConsole(HANDLE console, const void* text, DWORD chars, DWORD* written, void*);
 BOOL WINAPI AnswerUserObject(HANDLE, int, void* information, DWORD, DWORD*);
 HWND WINAPI AnswerForegroundWindow();
 void WINAPI AnswerSystemInfo(SYSTEM_INFO* information);
@@ -174,6 +177,16 @@ ULONG WINAPI ListAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
   X("name", GetComputerNameW, "kernel32")                 \
   X("message", FormatMessageW, "kernel32")
 
+/// The same for what the command-line client alone calls.
+#define SCENARIO_OBSERVED_OF_CLIENT(X)    \
+  X("com", CoInitializeSecurity, "ole32") \
+  X("com", CoSetProxyBlanket, "ole32")    \
+  X("file", CreateFileW, "kernel32")      \
+  X("file", GetFileSizeEx, "kernel32")    \
+  X("file", ReadFile, "kernel32")         \
+  X("file", WriteFile, "kernel32")        \
+  X("file", CloseHandle, "kernel32")
+
 /// X(function, replacement) for those that have an answer of their own.
 #define SCENARIO_ANSWERED(X)                     \
   X(CoCreateInstance, CreateInstance)            \
@@ -184,3 +197,9 @@ ULONG WINAPI ListAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
   X(GetForegroundWindow, AnswerForegroundWindow) \
   X(GetSystemInfo, AnswerSystemInfo)             \
   X(SetupDiSetClassInstallParamsW, AcceptClassInstallParams)
+
+/// The same for what the command-line client alone calls.
+#define SCENARIO_ANSWERED_OF_CLIENT(X) \
+  X(GetConsoleMode, AnswerConsoleMode) \
+  X(ReadConsoleW, ReadFromConsole)     \
+  X(WriteConsoleW, WriteToConsole)

@@ -87,7 +87,8 @@ Sandbox::Sandbox() {
   ::GetModuleFileNameW(nullptr, program, MAX_PATH);
   const std::wstring path = program;
   Write(kClassKey, L"Installer32", TextValue(path.substr(0, path.rfind(L'\\')) + L"\\qvrnlab.dll,LabClassInstaller"));
-  std::filesystem::remove_all(Folder());
+  std::error_code ignored;
+  std::filesystem::remove_all(Folder(), ignored);
   std::filesystem::create_directories(Folder());
 }
 

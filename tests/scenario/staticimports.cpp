@@ -65,9 +65,11 @@ extern "C" {
 #define ROW(kind, function, module) \
   decltype(&::function) __imp_##function = scenario::Call<kind, #function, module, decltype(&::function)>::Observe;
 SCENARIO_OBSERVED(ROW)
+SCENARIO_OBSERVED_OF_CLIENT(ROW)
 #undef ROW
 #define ROW(function, replacement) decltype(&::function) __imp_##function = scenario::replacement;
 SCENARIO_ANSWERED(ROW)
+SCENARIO_ANSWERED_OF_CLIENT(ROW)
 #undef ROW
 
 // Called through the function itself, as its header does not import it.

@@ -186,7 +186,10 @@ int RunRestore(const Arguments& arguments) {
   const auto after = ReadBack<std::vector<Vlan>>(arguments, &ListVlans);
   const std::vector<VlanOutcome> outcomes = CompareRestored(before, wanted.value_or(after), after);
   ReportVlans(arguments, outcomes);
-  if (IsUntouched(before, after)) throw Failed(L"the provider has changed nothing: it could not read " + file);
+  if (IsUntouched(before, after)) {
+    if (ReportRefusal(L"restoring was refused", answer)) return kExitFailed;
+    throw Failed(L"the provider has changed nothing: it could not read " + file);
+  }
   return ConcludeRestore(outcomes, file, answer);
 }
 

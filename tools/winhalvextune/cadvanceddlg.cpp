@@ -11,19 +11,20 @@
 namespace qvrn {
 namespace {
 
-constexpr char kSource[] = "cadvanceddlg";
+constexpr char kModelSource[] = "cadvanceddlg";
 constexpr wchar_t kConfigKey[] = L"\\Ndi\\config";
 constexpr wchar_t kReceiveRings[] = L"Number of Receive Rings";
 constexpr wchar_t kDefaultGroup[] = L"General";
 constexpr wchar_t kHiddenGroup[] = L"None";
-// What a value that cannot be read counts as. A stored -1 is taken for it (kept: such an adapter has no model).
+// What a value that cannot be read counts as. A stored -1 is taken for it (kept for clients: such an adapter has
+// never been listed).
 constexpr LONG kUnreadable = -1;
 
 void ReportStatus(Message id, LSTATUS status) noexcept { ShowSystemError(id, static_cast<DWORD>(status)); }
 
 void Append(wchar_t (&path)[kPathChars], const wchar_t* text) noexcept {
   const HRESULT hr = AppendText(path, text);
-  QVRN_CHECK_HRESULT(hr, kSource);
+  QVRN_CHECK_HRESULT(hr, kModelSource);
 }
 
 // Writes the default of an absent value and takes it as the value. False after an assertion.
@@ -31,9 +32,7 @@ bool CreateValue(const RegistryKey& key, const wchar_t* name, const wchar_t* def
                  ParameterText& text) noexcept {
   const LSTATUS status = key.WriteText(name, defaultText);
   if (status != ERROR_SUCCESS) {
-    ReportStatus(Message::RegistryValueUnusable, status);
-    QVRN_CHECK(false, "0", kSource);
-    return false;
+    return FailWithSystemError(Message::RegistryValueUnusable, status, kModelSource);
   }
   CopyText(text, defaultText);
   return true;
@@ -41,7 +40,7 @@ bool CreateValue(const RegistryKey& key, const wchar_t* name, const wchar_t* def
 
 // The value that three mirrors share: the first that is 1, or the last one read.
 LONG ReadMirrors(const RegistryKey& key, const wchar_t* defaultText, ParameterText& text) noexcept {
-  QVRN_CHECK(p_bIsOs2008, "p_bIsOs2008", kSource);
+  QVRN_CHECK(p_bIsOs2008, "p_bIsOs2008", kModelSource);
   for (const wchar_t* mirror : kLargeSendOffloadMirrors) {
     ParameterText mirrored;
     const LSTATUS status = key.ReadText(mirror, mirrored);
@@ -53,7 +52,7 @@ LONG ReadMirrors(const RegistryKey& key, const wchar_t* defaultText, ParameterTe
     if (defaultText == nullptr) break;
     if (status == ERROR_FILE_NOT_FOUND) {
       const LSTATUS retVal = key.WriteText(mirror, defaultText);
-      QVRN_CHECK(retVal == ERROR_SUCCESS, "retVal == 0L", kSource);
+      QVRN_CHECK(retVal == ERROR_SUCCESS, "retVal == 0L", kModelSource);
     }
     CopyText(text, defaultText);
     break;
@@ -66,12 +65,11 @@ LONG ReadMirrors(const RegistryKey& key, const wchar_t* defaultText, ParameterTe
 // cannot be read is never overwritten.
 LONG ReadOrCreateValue(CInstanceKey& instanceKey, const wchar_t* name, const wchar_t* defaultText,
                        ParameterText& text) noexcept {
-  QVRN_CHECK(defaultText != nullptr, "DefaultValue != 0", kSource);
+  QVRN_CHECK(defaultText != nullptr, "DefaultValue != 0", kModelSource);
   text[0] = L'\0';
   LSTATUS status = instanceKey.Open(KEY_ALL_ACCESS);
   if (status != ERROR_SUCCESS) {
-    ReportStatus(Message::RegistryKeyUnusable, status);
-    QVRN_CHECK(false, "0", kSource);
+    FailWithSystemError(Message::RegistryKeyUnusable, status, kModelSource);
     return kUnreadable;
   }
   const RegistryKey& key = instanceKey.Get();
@@ -81,8 +79,7 @@ LONG ReadOrCreateValue(CInstanceKey& instanceKey, const wchar_t* name, const wch
   if (status == ERROR_FILE_NOT_FOUND) {
     if (defaultText != nullptr && !CreateValue(key, name, defaultText, text)) return kUnreadable;
   } else if (status != ERROR_SUCCESS) {
-    ReportStatus(Message::RegistryValueUnusable, status);
-    QVRN_CHECK(false, "0", kSource);
+    FailWithSystemError(Message::RegistryValueUnusable, status, kModelSource);
     return kUnreadable;
   }
   return ::_wtoi(text);
@@ -90,10 +87,7 @@ LONG ReadOrCreateValue(CInstanceKey& instanceKey, const wchar_t* name, const wch
 
 // Reads a value that a description cannot do without. False after a report and an assertion.
 bool ReadRequired(const RegistryKey& descriptor, const wchar_t* name, ParameterText& text) noexcept {
-  if (descriptor.ReadText(name, text) == ERROR_SUCCESS) return true;
-  ShowFormattedError(Message::RequiredValueMissing, {name});
-  QVRN_CHECK(false, "0", kSource);
-  return false;
+  return descriptor.ReadText(name, text) == ERROR_SUCCESS || FailWithMissingValue(name, kModelSource);
 }
 
 // The allowed settings below a parameter's description; none, or one that cannot be read, is an assertion.
@@ -109,11 +103,11 @@ std::vector<CEnumParameter::Entry> ReadEntries(const wchar_t* descriptorPath) {
   } else {
     key.CountValues(count);
   }
-  QVRN_CHECK(count != 0, "0", kSource);
+  QVRN_CHECK(count != 0, "0", kModelSource);
   std::vector<CEnumParameter::Entry> entries(count);
   for (DWORD index = 0; index < count; ++index) {
     const LSTATUS read = key.EnumerateText(index, entries[index].value, entries[index].description);
-    QVRN_CHECK(read == ERROR_SUCCESS, "0", kSource);
+    QVRN_CHECK(read == ERROR_SUCCESS, "0", kModelSource);
   }
   return entries;
 }
@@ -148,7 +142,7 @@ bool CAdvancedDlg::Load(const wchar_t* deviceNodeId) {
   ::GetSystemInfo(&system);
   m_processors = system.dwNumberOfProcessors;
   const bool loaded = ScanDescriptors();
-  QVRN_CHECK(loaded, "0", kSource);
+  QVRN_CHECK(loaded, "0", kModelSource);
   return loaded;
 }
 
@@ -200,7 +194,7 @@ bool CAdvancedDlg::ScanDescriptor(CInstanceKey& instanceKey, wchar_t (&path)[kPa
   if (!ReadRequired(key, L"ParamDesc", description)) return false;
   Descriptor descriptor{key, path, instanceKey, {name, description, group}};
   const Builder builder = BuilderFor(descriptor);
-  QVRN_CHECK(builder != nullptr, "0", kSource);
+  QVRN_CHECK(builder != nullptr, "0", kModelSource);
   if (builder == nullptr) return false;
   m_slots[slot] = (this->*builder)(descriptor);
   return m_slots[slot] != nullptr;
@@ -264,12 +258,12 @@ std::unique_ptr<CParameter> CAdvancedDlg::BuildReceiveRings(Descriptor& descript
   return std::make_unique<CEnumParameter>(std::move(descriptor.labels), RingEntries(m_processors), text, defaultText);
 }
 
-// Free text has no default, so its reading is an assertion each time (kept).
+// Free text has no default, so its reading is an assertion each time (kept for developers of drivers, who are to see
+// it).
 std::unique_ptr<CParameter> CAdvancedDlg::BuildText(Descriptor& descriptor) {
   const LSTATUS status = descriptor.instanceKey.Open(KEY_READ);
   if (status != ERROR_SUCCESS) {
-    ReportStatus(Message::RegistryKeyUnusable, status);
-    QVRN_CHECK(false, "0", kSource);
+    FailWithSystemError(Message::RegistryKeyUnusable, status, kModelSource);
   }
   ParameterText text;
   if (ReadOrCreateValue(descriptor.instanceKey, descriptor.labels.name.c_str(), nullptr, text) == kUnreadable) {
@@ -289,7 +283,7 @@ bool CAdvancedDlg::Apply() {
   if (!changed) return true;
 
   const bool bRet = RestartDevice(m_deviceNodeId.c_str());
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  QVRN_CHECK(bRet, "bRet == true", kModelSource);
   return true;
 }
 

@@ -18,7 +18,7 @@ class CAdvancedDlg {
   /// A slot is a parameter's position among the \Ndi\config subkeys; hidden parameters leave theirs empty. Parameters
   /// beyond the last slot are left out.
   static constexpr std::size_t kSlots = 30;
-  /// Names of groups beyond this are not recorded; their parameters are kept.
+  /// Names of groups beyond this are not recorded; their parameters are.
   static constexpr std::size_t kGroups = 10;
 
   struct ParameterGroup {

@@ -1,18 +1,14 @@
 #include "tools/winhalvextune/common.h"
 
-#include <netcfgx.h>
 #include <oleauto.h>
 #include <setupapi.h>
 
 #include <memory>
 #include <new>
 
-#include <wrl/client.h>
-
 #include "mux/notifyob/notifysupport.h"
 #include "platform/assertion.h"
 #include "platform/boundedtext.h"
-#include "platform/comtext.h"
 #include "platform/handle.h"
 
 namespace qvrn {
@@ -23,12 +19,11 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr char kSource[] = "common";
+constexpr char kCommonSource[] = "common";
 constexpr wchar_t kErrorCaption[] = L"Error";
 constexpr DWORD kNeutralLanguage = MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT);
 constexpr std::size_t kMessageChars = 512;
 constexpr std::size_t kHexChars = 12;
-constexpr DWORD kLockTimeoutMs = 5;
 constexpr wchar_t kLockClient[] = L"MY CLIENT";
 constexpr std::size_t kDeviceNodeChars = 200;
 
@@ -54,7 +49,7 @@ StringBlock FindStringBlock(HMODULE module, WORD id) noexcept {
 bool FormatTemplate(Message id, wchar_t (&text)[kMessageChars], const wchar_t* const* inserts) noexcept {
   Bstr pattern;
   const bool bRet = LoadResourceString(*pattern.Put(), g_hResourceModule, static_cast<WORD>(id));
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  QVRN_CHECK(bRet, "bRet == true", kCommonSource);
   const wchar_t* source = bRet ? pattern.Get() : L"";
   auto* arguments = reinterpret_cast<va_list*>(const_cast<wchar_t**>(inserts));
   if (::FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, source, 0, kNeutralLanguage, text,
@@ -62,7 +57,7 @@ bool FormatTemplate(Message id, wchar_t (&text)[kMessageChars], const wchar_t* c
     return true;
   }
   ::GetLastError();
-  QVRN_CHECK(false, "0", kSource);
+  QVRN_CHECK(false, "0", kCommonSource);
   return false;
 }
 
@@ -72,32 +67,18 @@ bool WindowStationIsVisible() noexcept {
          (flags.dwFlags & WSF_VISIBLE) != 0;
 }
 
-// One short session on the network configuration under the write lock, with `action` on the component. Every step runs
-// whatever became of the one before: a dismissed assertion has said so already.
+// One short session under the write lock, with `action` on the component. A dismissed assertion does not end it.
 template <typename Action>
 void WithNetworkComponent(const wchar_t* instanceId, Action action) noexcept {
-  ComPtr<INetCfg> netCfg;
-  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
-  QVRN_CHECK_HRESULT(hr, kSource);
-  if (netCfg == nullptr) return;
-
-  ComPtr<INetCfgLock> lock;
-  netCfg.As(&lock);
-  TaskText holder;
-  if (lock != nullptr) lock->AcquireWriteLock(kLockTimeoutMs, kLockClient, holder.Put());
-  hr = netCfg->Initialize(nullptr);
-  QVRN_CHECK_HRESULT(hr, kSource);
-  GUID guid = {};
-  ::CLSIDFromString(instanceId, &guid);
-  ComPtr<INetCfgComponent> component;
-  hr = HrFindInstance(netCfg.Get(), &guid, &component);
-  QVRN_CHECK_HRESULT(hr, kSource);
-  if (component != nullptr) action(component.Get());
-  component.Reset();
-
-  netCfg->Apply();
-  netCfg->Uninitialize();
-  if (lock != nullptr) lock->ReleaseWriteLock();
+  const auto check = [](HRESULT hr) { QVRN_CHECK_HRESULT(hr, kCommonSource); };
+  const auto find = [&](INetCfg* netCfg) {
+    GUID guid = {};
+    ::CLSIDFromString(instanceId, &guid);
+    ComPtr<INetCfgComponent> component;
+    check(HrFindInstance(netCfg, &guid, &component));
+    if (component != nullptr) action(component.Get());
+  };
+  WithNetCfg(kLockClient, find, check);
 }
 
 // The set holds one device; its enumeration result is of no interest, as a device that could not be opened fails below.
@@ -113,7 +94,7 @@ bool RequestPropertyChange(HDEVINFO devices) noexcept {
   change.Scope = DICS_FLAG_CONFIGSPECIFIC;
   const bool accepted = ::SetupDiSetClassInstallParamsW(devices, &device, &change.ClassInstallHeader, sizeof change) &&
                         ::SetupDiCallClassInstaller(DIF_PROPERTYCHANGE, devices, &device);
-  QVRN_CHECK(accepted, "0", kSource);
+  QVRN_CHECK(accepted, "0", kCommonSource);
   return accepted;
 }
 
@@ -162,10 +143,16 @@ void ShowSystemError(Message id, DWORD code) noexcept {
   ShowMessage(id, inserts);
 }
 
+bool FailWithSystemError(Message id, LSTATUS code, const char* file, const char* expression, unsigned line) noexcept {
+  ShowSystemError(id, static_cast<DWORD>(code));
+  ReportAssertion(expression, file, line);
+  return false;
+}
+
 void ShowHexError(Message id, DWORD code) noexcept {
   wchar_t text[kHexChars] = {};
   const HRESULT hr = FormatText(text, L"%s%X", L"0x", code);
-  QVRN_CHECK_HRESULT(hr, kSource);
+  QVRN_CHECK_HRESULT(hr, kCommonSource);
   const wchar_t* const inserts[] = {text};
   ShowMessage(id, inserts);
 }
@@ -176,6 +163,12 @@ void ShowFormattedError(Message id, std::initializer_list<const wchar_t*> insert
   ShowErrorBox(nullptr, text.c_str(), MB_ICONERROR);
 } catch (const std::bad_alloc&) {
   ShowErrorBox(nullptr, L"", MB_ICONERROR);
+}
+
+bool FailWithMissingValue(const wchar_t* name, const char* file, unsigned line) noexcept {
+  ShowFormattedError(Message::RequiredValueMissing, {name});
+  ReportAssertion("0", file, line);
+  return false;
 }
 
 void ShowPlainError(Message id) noexcept {
@@ -196,7 +189,7 @@ LONG IntegerLog2(LONG value) noexcept {
     value >>= shift;
     result += shift;
   }
-  QVRN_CHECK(value < 2, "value < 2", kSource);
+  QVRN_CHECK(value < 2, "value < 2", kCommonSource);
   return result;
 }
 
@@ -205,7 +198,7 @@ LONG PowerOfTwo(LONG exponent) noexcept { return exponent >= 0 && exponent < 31 
 bool RenameVlanComponent(const wchar_t* instanceId, const wchar_t* displayName) noexcept {
   WithNetworkComponent(instanceId, [displayName](INetCfgComponent* component) {
     const HRESULT hr = component->SetDisplayName(displayName);
-    QVRN_CHECK_HRESULT(hr, kSource);
+    QVRN_CHECK_HRESULT(hr, kCommonSource);
   });
   return true;
 }
@@ -217,7 +210,7 @@ bool GetDeviceNodeId(const wchar_t* instanceId, wchar_t* buffer, std::size_t siz
     component->GetPnpDevNodeId(id.Put());
     if (id.Get() == nullptr) return;
     const HRESULT hr = ::StringCchCopyW(buffer, size, id.Get());
-    QVRN_CHECK_HRESULT(hr, kSource);
+    QVRN_CHECK_HRESULT(hr, kCommonSource);
   });
   return true;
 }
@@ -225,14 +218,14 @@ bool GetDeviceNodeId(const wchar_t* instanceId, wchar_t* buffer, std::size_t siz
 bool RestartAdapter(const wchar_t* instanceId) noexcept {
   wchar_t deviceNodeId[kDeviceNodeChars] = {};
   bool bRet = GetDeviceNodeId(instanceId, deviceNodeId, kDeviceNodeChars);
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  QVRN_CHECK(bRet, "bRet == true", kCommonSource);
   bRet = RestartDevice(deviceNodeId);
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  QVRN_CHECK(bRet, "bRet == true", kCommonSource);
   return true;
 }
 
 bool RestartDevice(const wchar_t* deviceNodeId) noexcept {
-  // Kept: the result of opening is of no interest; a device that could not be opened fails below.
+  // The result of opening is of no interest: a device that could not be opened fails below.
   const DeviceInfoList devices(::SetupDiCreateDeviceInfoListExW(nullptr, nullptr, nullptr, nullptr));
   ::SetupDiOpenDeviceInfoW(devices.Get(), deviceNodeId, nullptr, 0, nullptr);
   SP_DEVINFO_LIST_DETAIL_DATA_W detail = {};

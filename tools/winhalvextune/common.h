@@ -3,12 +3,17 @@
 
 #include <windows.h>
 
+#include <netcfgx.h>
 #include <objbase.h>
 #include <wtypes.h>
+
+#include <wrl/client.h>
 
 #include <cstddef>
 #include <initializer_list>
 #include <string>
+
+#include "platform/comtext.h"
 
 namespace qvrn {
 
@@ -52,8 +57,16 @@ void ShowSystemError(Message id, DWORD code) noexcept;
 /// Shows "0x" and the code in upper-case hexadecimal as the template's insert.
 void ShowHexError(Message id, DWORD code) noexcept;
 
+/// Shows a system error as ShowSystemError does, then reports the assertion `expression` of source `file`. Always
+/// false, which is what most of those that fail so return.
+bool FailWithSystemError(Message id, LSTATUS code, const char* file, const char* expression = "0",
+                         unsigned line = __builtin_LINE()) noexcept;
+
 /// Formats the template with its inserts and shows the text, empty while there is no resource module, in an error box.
 void ShowFormattedError(Message id, std::initializer_list<const wchar_t*> inserts = {}) noexcept;
+
+/// Shows that a required value is missing, then reports the assertion "0" of source `file`. Always false.
+bool FailWithMissingValue(const wchar_t* name, const char* file, unsigned line = __builtin_LINE()) noexcept;
 
 /// Shows the template as it stands, without inserts, in an error box; empty while there is no resource module.
 void ShowPlainError(Message id) noexcept;
@@ -72,8 +85,32 @@ LONG PowerOfTwo(LONG exponent) noexcept;
 
 // --- Adapters ------------------------------------------------------------------------------------------------------
 
-/// Where the network configuration object may be created.
-inline constexpr DWORD kAnyServer = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+/// One attempt's time limit for the write lock of the sessions below, in milliseconds.
+inline constexpr DWORD kSessionLockTimeoutMs = 5;
+
+/// A session on the network configuration, with `action(INetCfg*)` between initialisation and end; as `lockClient`,
+/// unless that is null, under the write lock as far as it can be had, and applied. Every step runs whatever became of
+/// the one before; `check(HRESULT)` sees what creation and initialisation give. The result is that of the creation;
+/// without an object there is nothing more.
+template <typename Action, typename Check>
+HRESULT WithNetCfg(const wchar_t* lockClient, Action action, Check check) noexcept {
+  constexpr DWORD kAnyServer = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+  Microsoft::WRL::ComPtr<INetCfg> netCfg;
+  const HRESULT created = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
+  check(created);
+  if (netCfg == nullptr) return created;
+
+  Microsoft::WRL::ComPtr<INetCfgLock> lock;
+  if (lockClient != nullptr) netCfg.As(&lock);
+  TaskText holder;
+  if (lock != nullptr) lock->AcquireWriteLock(kSessionLockTimeoutMs, lockClient, holder.Put());
+  check(netCfg->Initialize(nullptr));
+  action(netCfg.Get());
+  if (lockClient != nullptr) netCfg->Apply();
+  netCfg->Uninitialize();
+  if (lock != nullptr) lock->ReleaseWriteLock();
+  return created;
+}
 
 /// Gives the display name to the network component with this instance GUID text. True whatever happened.
 bool RenameVlanComponent(const wchar_t* instanceId, const wchar_t* displayName) noexcept;

@@ -14,23 +14,19 @@ bool p_bIsOs2008 = false;
 
 namespace {
 
-constexpr char kSource[] = "cparameters";
-constexpr std::size_t kDecimalChars = 12;
+constexpr char kParametersSource[] = "cparameters";
+constexpr std::size_t kValueChars = 12;
 
 bool OpenForWriting(CInstanceKey& instanceKey) noexcept {
   const LSTATUS status = instanceKey.Open(KEY_WRITE);
   if (status == ERROR_SUCCESS) return true;
-  ShowSystemError(Message::RegistryKeyUnusable, static_cast<DWORD>(status));
-  QVRN_CHECK(false, "false", kSource);
-  return false;
+  return FailWithSystemError(Message::RegistryKeyUnusable, status, kParametersSource, "false");
 }
 
 bool WriteOwnValue(const RegistryKey& key, const std::wstring& name, const wchar_t* text) noexcept {
   const LSTATUS status = key.WriteText(name.c_str(), text);
   if (status == ERROR_SUCCESS) return true;
-  ShowSystemError(Message::RegistryValueUnusable, static_cast<DWORD>(status));
-  QVRN_CHECK(false, "false", kSource);
-  return false;
+  return FailWithSystemError(Message::RegistryValueUnusable, status, kParametersSource, "false");
 }
 
 }  // namespace
@@ -45,7 +41,7 @@ LSTATUS CInstanceKey::Open(REGSAM access) noexcept {
 
 bool CInstanceKey::Close() noexcept {
   const LSTATUS status = m_key.Close();
-  QVRN_CHECK(status == ERROR_SUCCESS, "false", kSource);
+  QVRN_CHECK(status == ERROR_SUCCESS, "false", kParametersSource);
   return status == ERROR_SUCCESS;
 }
 
@@ -64,7 +60,7 @@ bool CEnumParameter::Write(CInstanceKey& instanceKey) const {
   if (p_bIsOs2008 && m_labels.name == kLargeSendOffload) {
     for (const wchar_t* mirror : kLargeSendOffloadMirrors) {
       const LSTATUS retVal = key.WriteText(mirror, m_current);
-      QVRN_CHECK(retVal == ERROR_SUCCESS, "retVal == 0L", kSource);
+      QVRN_CHECK(retVal == ERROR_SUCCESS, "retVal == 0L", kParametersSource);
     }
   }
   return WriteOwnValue(key, m_labels.name, m_current);
@@ -83,7 +79,7 @@ void CEnumParameter::Revert() {
 bool CEnumParameter::SetByDescription(const wchar_t* description) {
   const auto entry = std::find_if(m_entries.begin(), m_entries.end(),
                                   [=](const Entry& candidate) { return SameText(candidate.description, description); });
-  QVRN_CHECK(entry != m_entries.end(), "0", kSource);
+  QVRN_CHECK(entry != m_entries.end(), "0", kParametersSource);
   if (entry == m_entries.end()) return false;
   Select(entry->value);
   return true;
@@ -109,9 +105,10 @@ void CEnumParameter::Select(const wchar_t* value) {
 bool CIntParameter::Write(CInstanceKey& instanceKey) const {
   if (!m_changed) return true;
   if (!OpenForWriting(instanceKey)) return false;
-  wchar_t text[kDecimalChars];
+  wchar_t text[kValueChars];
   ::_itow(m_current, text, 10);
-  // Kept: unlike an enumeration's, a failed write of an integer goes unnoticed, and the restart follows all the same.
+  // Kept for clients that write several values: a failed write of an integer goes unnoticed, the others are written and
+  // the restart follows.
   instanceKey.Get().WriteText(m_labels.name.c_str(), text);
   return true;
 }

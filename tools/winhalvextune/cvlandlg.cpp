@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cwchar>
-#include <mutex>
 #include <new>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "mux/notifyob/notifylock.h"
 #include "platform/assertion.h"
 #include "platform/hresult.h"
+#include "platform/lock.h"
 #include "tools/winhalvextune/common.h"
 #include "tools/winhalvextune/cvlankeysearch.h"
 #include "tools/winhalvextune/registrypaths.h"
@@ -22,13 +22,13 @@ void (*g_helpHook)(const wchar_t* topic) = nullptr;
 
 namespace {
 
-constexpr char kSource[] = "cvlandlg";
+constexpr char kEngineSource[] = "cvlandlg";
 // Joined to the installation folder as it stands, which therefore ends in a backslash.
 constexpr wchar_t kPackageFolder[] = L"Vlan_lbfo";
 constexpr std::size_t kDevicePrefixChars = 8;
 constexpr DWORD kTransports = 2;
-constexpr LONG kLeastVlanId = 1;
-constexpr LONG kMostVlanId = 4095;
+constexpr LONG kLeastNumber = 1;
+constexpr LONG kMostNumber = 4095;
 
 // Tells the help hook, where there is one, of the begin and the end of a change.
 class HelpTopic {
@@ -51,9 +51,7 @@ bool Fits(const wchar_t* text) noexcept { return std::wcslen(text) < kTextChars;
 bool OpenForQuery(RegistryKey& key, const wchar_t* path) noexcept {
   const LSTATUS status = key.Open(HKEY_LOCAL_MACHINE, path, KEY_QUERY_VALUE);
   if (status == ERROR_SUCCESS) return true;
-  ShowSystemError(Message::RegistryKeyUnusable, static_cast<DWORD>(status));
-  QVRN_CHECK(false, "0", kSource);
-  return false;
+  return FailWithSystemError(Message::RegistryKeyUnusable, status, kEngineSource);
 }
 
 template <std::size_t Size>
@@ -63,7 +61,7 @@ bool ReadRequired(const RegistryKey& key, const wchar_t* name, wchar_t (&field)[
   return false;
 }
 
-std::recursive_mutex g_changes;
+Lock g_changes;
 
 }  // namespace
 
@@ -83,11 +81,11 @@ bool CVlanDlg::Prepare() noexcept try {
   RegistryKey adapters;
   const LSTATUS status = adapters.Open(HKEY_LOCAL_MACHINE, kDriverAdaptersKey, KEY_QUERY_VALUE);
   m_isDriverInstalled = status == ERROR_SUCCESS;
-  QVRN_CHECK(m_isDriverInstalled || status == ERROR_FILE_NOT_FOUND, "0", kSource);
+  QVRN_CHECK(m_isDriverInstalled || status == ERROR_FILE_NOT_FOUND, "0", kEngineSource);
   adapters.Close();
   return m_isDriverInstalled ? ReadBindings() : status == ERROR_FILE_NOT_FOUND;
 } catch (const std::bad_alloc&) {
-  QVRN_CHECK(false, "0", kSource);
+  QVRN_CHECK(false, "0", kEngineSource);
   return false;
 }
 
@@ -100,7 +98,7 @@ bool CVlanDlg::ReadPackageDirectory() noexcept {
   RegistryKey key;
   if (!OpenForQuery(key, kProductKey) || !ReadRequired(key, kInstalledPath, m_packageDirectory)) return false;
   const HRESULT hr = AppendText(m_packageDirectory, kPackageFolder);
-  QVRN_CHECK_HRESULT(hr, kSource);
+  QVRN_CHECK_HRESULT(hr, kEngineSource);
   return true;
 }
 
@@ -113,19 +111,15 @@ bool CVlanDlg::ReadBindings() {
   DWORD bytes = 0;
   LSTATUS status = adapter.ValueBytes(kUpperBindings, bytes);
   if (status == ERROR_FILE_NOT_FOUND) return true;
-  QVRN_CHECK(bytes > 0, "DataSize > 0", kSource);
+  QVRN_CHECK(bytes > 0, "DataSize > 0", kEngineSource);
   std::vector<wchar_t> strings;
   std::size_t chars = 0;
   if (status == ERROR_SUCCESS) status = adapter.ReadMultiString(kUpperBindings, bytes, strings, chars);
   // Another client has removed the last VLAN since.
   if (status == ERROR_FILE_NOT_FOUND) return true;
-  if (status != ERROR_SUCCESS) {
-    ShowFormattedError(Message::RequiredValueMissing, {kUpperBindings});
-    QVRN_CHECK(false, "0", kSource);
-    return false;
-  }
+  if (status != ERROR_SUCCESS) return FailWithMissingValue(kUpperBindings, kEngineSource);
   adapter.Close();
-  QVRN_CHECK(bytes != 0, "DataSize != 0", kSource);
+  QVRN_CHECK(bytes != 0, "DataSize != 0", kEngineSource);
   m_isBound = true;
   AddBoundVlans(strings.data(), static_cast<LONG>(chars));
   return true;
@@ -144,31 +138,31 @@ void CVlanDlg::AddBoundVlans(const wchar_t* strings, LONG chars) {
   }
   CVlanKeySearch search(instanceIds);
   for (const wchar_t* instanceId : instanceIds) m_list.Add(instanceId, search);
-  QVRN_CHECK(chars == 1, "DataLen == 1", kSource);
+  QVRN_CHECK(chars == 1, "DataLen == 1", kEngineSource);
 }
 
-bool CVlanDlg::SetVlanParams(const wchar_t* editedId, const VlanTexts& texts) noexcept {
-  if (!Fits(texts.name) || !Fits(texts.id) || !Fits(texts.priority)) return false;
-  CopyText(m_editedId, editedId);
+bool CVlanDlg::SetVlanParams(const wchar_t* editedInstanceId, const VlanTexts& texts) noexcept {
+  if (!Fits(texts.name) || !Fits(texts.number) || !Fits(texts.priority)) return false;
+  CopyText(m_editedInstanceId, editedInstanceId);
   CopyText(m_vlanName, texts.name);
-  CopyText(m_vlanId, texts.id);
+  CopyText(m_number, texts.number);
   CopyText(m_priority, texts.priority);
   return true;
 }
 
 bool CVlanDlg::IsPending(const VlanTexts& texts) const noexcept {
-  return SameText(texts.id, m_vlanId) && SameText(texts.name, m_vlanName) && SameText(texts.priority, m_priority);
+  return SameText(texts.number, m_number) && SameText(texts.name, m_vlanName) && SameText(texts.priority, m_priority);
 }
 
 bool CVlanDlg::ValidateVlanInput(const VlanTexts& texts) noexcept {
-  if (*texts.name == L'\0' || *texts.id == L'\0') {
+  if (*texts.name == L'\0' || *texts.number == L'\0') {
     ShowPlainError(Message::VlanTextMissing);
     return false;
   }
   if (!IsPending(texts)) {
     m_isModified = true;
-    const bool isNameTaken = m_list.IsNameTaken(texts.name, m_editedId);
-    if (m_list.IsVlanIdTaken(texts.id, m_editedId)) {
+    const bool isNameTaken = m_list.IsNameTaken(texts.name, m_editedInstanceId);
+    if (m_list.IsNumberTaken(texts.number, m_editedInstanceId)) {
       ShowPlainError(isNameTaken ? Message::VlanNameAndNumberTaken : Message::VlanNumberTaken);
       return false;
     }
@@ -177,8 +171,8 @@ bool CVlanDlg::ValidateVlanInput(const VlanTexts& texts) noexcept {
       return false;
     }
   }
-  const LONG id = ::_wtoi(texts.id);
-  if (id >= kLeastVlanId && id <= kMostVlanId) return true;
+  const LONG number = ::_wtoi(texts.number);
+  if (number >= kLeastNumber && number <= kMostNumber) return true;
   ShowFormattedError(Message::VlanNumberOutOfRange, {L"1", L"4095"});
   return false;
 }
@@ -189,16 +183,16 @@ bool CVlanDlg::AddVlan() noexcept {
   if (!InstallDriver()) return true;
   DebugTrace(L"Finish install vlan driver\n");
   DebugTrace(L"Start -Adding new VLAN\n");
-  wchar_t newId[kGuidChars] = {};
-  if (FAILED(ConfigureVlanMiniport(m_instanceId, newId, true, m_vlanId, m_vlanName, m_priority))) {
+  wchar_t newInstanceId[kGuidChars] = {};
+  if (FAILED(ConfigureVlanMiniport(m_instanceId, newInstanceId, true, m_number, m_vlanName, m_priority))) {
     ShowFormattedError(Message::VlanNotAdded);
     return true;
   }
   DebugTrace(L"Finish -Adding new VLAN\n");
-  bool bRet = m_list.Add(newId, {m_vlanId, m_vlanName, m_priority});
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  bool bRet = m_list.Add(newInstanceId, {m_number, m_vlanName, m_priority});
+  QVRN_CHECK(bRet, "bRet == true", kEngineSource);
   bRet = RestartAdapter();
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  QVRN_CHECK(bRet, "bRet == true", kEngineSource);
   return true;
 }
 
@@ -220,18 +214,18 @@ bool CVlanDlg::RemoveVlan(const wchar_t* instanceId) noexcept {
   const HelpTopic topic(L"RemoveVlan");
   // A copy: the caller's text may be that of the entry which goes, and the notify core takes a buffer. Longer text than
   // a GUID names nothing, cut or not.
-  wchar_t id[kGuidChars];
-  CopyText(id, instanceId);
-  if (ConfigureVlanMiniport(m_instanceId, id, false, L"", L"", L"") != S_OK) {
+  wchar_t removed[kGuidChars];
+  CopyText(removed, instanceId);
+  if (ConfigureVlanMiniport(m_instanceId, removed, false, L"", L"", L"") != S_OK) {
     ShowFormattedError(Message::VlanNotRemoved);
     return true;
   }
-  bool bRet = m_list.Remove(id);
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  bool bRet = m_list.Remove(removed);
+  QVRN_CHECK(bRet, "bRet == true", kEngineSource);
   if (m_list.Count() != 0) return true;
   // Only the last VLAN's end changes what is bound to the adapter itself.
   bRet = RestartAdapter();
-  QVRN_CHECK(bRet, "bRet == true", kSource);
+  QVRN_CHECK(bRet, "bRet == true", kEngineSource);
   return true;
 }
 

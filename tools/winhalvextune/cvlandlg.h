@@ -41,9 +41,9 @@ class CVlanDlg {
 
   /// Stores the pending values and the VLAN that is being edited (empty for a new one). False, with nothing stored,
   /// when a text has 100 characters or more.
-  bool SetVlanParams(const wchar_t* editedId, const VlanTexts& texts) noexcept;
+  bool SetVlanParams(const wchar_t* editedInstanceId, const VlanTexts& texts) noexcept;
   /// Whether the values can be given to the VLAN being edited: none missing, name and number not another VLAN's, number
-  /// from 1 to 4095. The priority is not looked at (kept: the notify core refuses it).
+  /// from 1 to 4095. The priority is left to the notify core.
   bool ValidateVlanInput(const VlanTexts& texts) noexcept;
 
   /// Installs the driver where it is missing and creates a VLAN with the pending values. True whatever happened: the
@@ -54,7 +54,8 @@ class CVlanDlg {
   /// Restarts the physical adapter.
   bool RestartAdapter() const noexcept;
 
-  /// For a host that serialises changes of VLANs across processes: the mutex, closed with the engine.
+  /// For a host that serialises changes of VLANs across processes, which nothing here does: the mutex, closed with the
+  /// engine.
   void HoldMutex(HANDLE mutex) noexcept { m_mutex.Reset(mutex); }
 
   CVlanList& List() noexcept { return m_list; }
@@ -76,10 +77,10 @@ class CVlanDlg {
   bool m_isBound = false;
   bool m_isDriverInstalled = false;
   CVlanList m_list;
-  wchar_t m_vlanId[kTextChars] = {};
+  wchar_t m_number[kTextChars] = {};
   wchar_t m_vlanName[kTextChars] = {};
   wchar_t m_priority[kTextChars] = {};
-  wchar_t m_editedId[kGuidChars] = {};
+  wchar_t m_editedInstanceId[kGuidChars] = {};
   KernelHandle m_mutex;
   bool m_isModified = false;
 };

@@ -10,12 +10,8 @@
 namespace qvrn {
 namespace {
 
-// Reports as the list whose look-ups these are.
-constexpr char kSource[] = "cvlanlist";
-
 void ReportUnusableKey(LSTATUS status) noexcept {
-  ShowSystemError(Message::RegistryKeyUnusable, static_cast<DWORD>(status));
-  QVRN_CHECK(false, "0", kSource);
+  FailWithSystemError(Message::RegistryKeyUnusable, status, kVlanListSource);
 }
 
 }  // namespace
@@ -28,16 +24,17 @@ RegistryKey CVlanKeySearch::Find(const wchar_t* instanceId) {
   }
   while (VisitNext()) {
     Instance& instance = m_visited.back();
-    if (SameText(instance.id, instanceId)) return std::move(instance.key);
-    if (!IsWanted(instance.id)) instance.key.Close();
+    if (SameText(instance.instanceId, instanceId)) return std::move(instance.key);
+    if (!IsWanted(instance.instanceId)) instance.key.Close();
   }
   ReportEnd();
   return {};
 }
 
 CVlanKeySearch::Instance* CVlanKeySearch::FindVisited(const wchar_t* instanceId) noexcept {
-  const auto found = std::find_if(m_visited.begin(), m_visited.end(),
-                                  [instanceId](const Instance& instance) { return SameText(instance.id, instanceId); });
+  const auto found = std::find_if(m_visited.begin(), m_visited.end(), [instanceId](const Instance& instance) {
+    return SameText(instance.instanceId, instanceId);
+  });
   return found == m_visited.end() ? nullptr : &*found;
 }
 
@@ -65,7 +62,7 @@ bool CVlanKeySearch::VisitNext() {
     Instance& instance = m_visited.emplace_back();
     m_classKey.SubkeyName(m_next++, instance.name);
     m_status = OpenInstance(instance);
-    if (m_status == ERROR_SUCCESS && instance.key.ReadText(kNetCfgInstanceId, instance.id) == ERROR_SUCCESS)
+    if (m_status == ERROR_SUCCESS && instance.key.ReadText(kNetCfgInstanceId, instance.instanceId) == ERROR_SUCCESS)
       return true;
     m_visited.pop_back();
     if (m_status == ERROR_SUCCESS) continue;
@@ -82,7 +79,7 @@ LSTATUS CVlanKeySearch::OpenInstance(Instance& instance) const noexcept {
 
 void CVlanKeySearch::ReportEnd() const noexcept {
   if (m_end == End::KeyUnusable) ReportUnusableKey(m_status);
-  if (m_end == End::AllVisited) QVRN_CHECK(false, "0", kSource);
+  if (m_end == End::AllVisited) QVRN_CHECK(false, "0", kVlanListSource);
 }
 
 }  // namespace qvrn

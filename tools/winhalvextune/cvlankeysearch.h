@@ -10,6 +10,9 @@
 
 namespace qvrn {
 
+/// The list and its look-ups report as one.
+inline constexpr char kVlanListSource[] = "cvlanlist";
+
 /// Finds the instance keys of VLAN miniports below the network class key by `NetCfgInstanceId`. Reads the class key
 /// once, as far as the look-ups need it, and answers each as a search of its own would, reports and assertions
 /// included. For look-ups between which no instance comes or goes.
@@ -21,7 +24,7 @@ class CVlanKeySearch {
   explicit CVlanKeySearch(std::vector<const wchar_t*> wanted) noexcept : m_wanted(std::move(wanted)) {}
 
   /// The instance's key with full access; none after a report. One instance that cannot be opened with full access ends
-  /// the search for all behind it (kept). Throws std::bad_alloc.
+  /// the search for all behind it (kept for administrators who lock instances away). Throws std::bad_alloc.
   RegistryKey Find(const wchar_t* instanceId);
 
  private:
@@ -29,7 +32,7 @@ class CVlanKeySearch {
   enum class End { NotReached, NoInstances, KeyUnusable, AllVisited };
 
   struct Instance {
-    wchar_t id[kGuidChars];
+    wchar_t instanceId[kGuidChars];
     wchar_t name[kPathChars];
     RegistryKey key;  // open while the instance is wanted and has not been handed out
   };

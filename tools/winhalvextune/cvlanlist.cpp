@@ -19,14 +19,13 @@
 namespace qvrn {
 namespace {
 
-constexpr char kSource[] = "cvlanlist";
 constexpr wchar_t kDefaultPriority[] = L"0";
 constexpr int kAddressesCalls = 5;
 
 template <std::size_t Size>
 void CopyField(wchar_t (&field)[Size], const wchar_t* text) noexcept {
   const HRESULT hr = CopyText(field, text);
-  QVRN_CHECK_HRESULT(hr, kSource);
+  QVRN_CHECK_HRESULT(hr, kVlanListSource);
 }
 
 // --- Link states ---------------------------------------------------------------------------------------------------
@@ -59,19 +58,11 @@ struct InterfaceState {
   DWORD isUp;
 };
 
-// An interface's name is narrow text.
-Bstr WidenName(const char* name) {
-  const int chars = ::MultiByteToWideChar(CP_ACP, 0, name, -1, nullptr, 0);
-  std::vector<wchar_t> text(static_cast<std::size_t>(chars) + 1);
-  ::MultiByteToWideChar(CP_ACP, 0, name, -1, text.data(), chars);
-  return Bstr(text.data());
-}
-
 std::vector<InterfaceState> ReadInterfaceStates(const AddressesBuffer& buffer) {
   std::vector<InterfaceState> states;
   const auto* adapter = reinterpret_cast<const IP_ADAPTER_ADDRESSES*>(buffer.get());
   for (; adapter != nullptr; adapter = adapter->Next) {
-    states.push_back({WidenName(adapter->AdapterName), adapter->OperStatus == IfOperStatusUp ? 1UL : 0UL});
+    states.push_back({Widen(adapter->AdapterName), adapter->OperStatus == IfOperStatusUp ? 1UL : 0UL});
   }
   return states;
 }
@@ -100,18 +91,18 @@ CVlanEntry::CVlanEntry(const wchar_t* instanceId, const VlanTexts& values) noexc
 
 void CVlanEntry::EnsureKey(CVlanKeySearch& search) {
   if (!m_vlanRegKey) m_vlanRegKey = search.Find(m_instanceId);
-  QVRN_CHECK(m_vlanRegKey, "m_VlanRegKey != 0", kSource);
+  QVRN_CHECK(m_vlanRegKey, "m_VlanRegKey != 0", kVlanListSource);
 }
 
 void CVlanEntry::SetValues(const VlanTexts& values) noexcept {
-  CopyField(m_vlanId, values.id);
+  CopyField(m_number, values.number);
   CopyField(m_vlanName, values.name);
   CopyField(m_priority, values.priority);
 }
 
 bool CVlanEntry::Load(CVlanKeySearch& search) {
   EnsureKey(search);
-  return m_vlanRegKey.ReadText(kVlanId, m_vlanId) == ERROR_SUCCESS &&
+  return m_vlanRegKey.ReadText(kVlanNumber, m_number) == ERROR_SUCCESS &&
          ReadOrWriteDefault(kVlanName, m_vlanName, kDefaultVlanName) &&
          ReadOrWriteDefault(kVlanPriority, m_priority, kDefaultPriority);
 }
@@ -129,16 +120,15 @@ bool CVlanEntry::ReadOrWriteDefault(const wchar_t* name, wchar_t (&field)[kTextC
 bool CVlanEntry::WriteValue(const wchar_t* name, const wchar_t* text) noexcept {
   const LSTATUS status = m_vlanRegKey.WriteText(name, text);
   if (status == ERROR_SUCCESS) return true;
-  ShowSystemError(Message::RegistryValueUnusable, static_cast<DWORD>(status));
-  QVRN_CHECK(false, "0", kSource);
-  return false;
+  return FailWithSystemError(Message::RegistryValueUnusable, status, kVlanListSource);
 }
 
 bool CVlanEntry::Write(const VlanTexts& values) {
   SetValues(values);
   CVlanKeySearch search;
   EnsureKey(search);
-  if (!WriteValue(kVlanName, m_vlanName) || !WriteValue(kVlanId, m_vlanId) || !WriteValue(kVlanPriority, m_priority)) {
+  if (!WriteValue(kVlanName, m_vlanName) || !WriteValue(kVlanNumber, m_number) ||
+      !WriteValue(kVlanPriority, m_priority)) {
     return false;
   }
   wchar_t displayName[kTextChars];
@@ -179,7 +169,7 @@ bool CVlanList::Remove(const wchar_t* instanceId) noexcept {
 
 bool CVlanList::Write(const wchar_t* instanceId, const VlanTexts& values) {
   const auto entry = Locate(instanceId);
-  QVRN_CHECK(entry != m_entries.end(), "0", kSource);
+  QVRN_CHECK(entry != m_entries.end(), "0", kVlanListSource);
   return entry != m_entries.end() && entry->Write(values);
 }
 
@@ -193,8 +183,8 @@ const CVlanEntry* CVlanList::Find(const wchar_t* instanceId) const noexcept {
   return instanceId == nullptr ? nullptr : FindBy(&CVlanEntry::InstanceId, instanceId);
 }
 
-const CVlanEntry* CVlanList::FindByVlanId(const wchar_t* vlanId) const noexcept {
-  return FindBy(&CVlanEntry::VlanId, vlanId);
+const CVlanEntry* CVlanList::FindByNumber(const wchar_t* number) const noexcept {
+  return FindBy(&CVlanEntry::Number, number);
 }
 
 const wchar_t* CVlanList::FieldOf(const wchar_t* instanceId, Field field) const noexcept {
@@ -202,8 +192,8 @@ const wchar_t* CVlanList::FieldOf(const wchar_t* instanceId, Field field) const 
   return entry == nullptr ? nullptr : (entry->*field)();
 }
 
-const wchar_t* CVlanList::VlanIdOf(const wchar_t* instanceId) const noexcept {
-  return FieldOf(instanceId, &CVlanEntry::VlanId);
+const wchar_t* CVlanList::NumberOf(const wchar_t* instanceId) const noexcept {
+  return FieldOf(instanceId, &CVlanEntry::Number);
 }
 
 const wchar_t* CVlanList::NameOf(const wchar_t* instanceId) const noexcept {
@@ -214,28 +204,28 @@ const wchar_t* CVlanList::PriorityOf(const wchar_t* instanceId) const noexcept {
   return FieldOf(instanceId, &CVlanEntry::Priority);
 }
 
-bool CVlanList::IsTaken(Field field, const wchar_t* text, const wchar_t* excludedId) const noexcept {
+bool CVlanList::IsTaken(Field field, const wchar_t* text, const wchar_t* excludedInstanceId) const noexcept {
   const CVlanEntry* entry = FindBy(field, text);
-  return entry != nullptr && (excludedId == nullptr || !SameText(entry->InstanceId(), excludedId));
+  return entry != nullptr && (excludedInstanceId == nullptr || !SameText(entry->InstanceId(), excludedInstanceId));
 }
 
-bool CVlanList::IsNameTaken(const wchar_t* name, const wchar_t* excludedId) const noexcept {
-  return IsTaken(&CVlanEntry::VlanName, name, excludedId);
+bool CVlanList::IsNameTaken(const wchar_t* name, const wchar_t* excludedInstanceId) const noexcept {
+  return IsTaken(&CVlanEntry::VlanName, name, excludedInstanceId);
 }
 
-bool CVlanList::IsVlanIdTaken(const wchar_t* vlanId, const wchar_t* excludedId) const noexcept {
-  return IsTaken(&CVlanEntry::VlanId, vlanId, excludedId);
+bool CVlanList::IsNumberTaken(const wchar_t* number, const wchar_t* excludedInstanceId) const noexcept {
+  return IsTaken(&CVlanEntry::Number, number, excludedInstanceId);
 }
 
 const wchar_t* CVlanList::FieldAt(DWORD index, Field field) const noexcept {
   const bool inBounds = !m_entries.empty() && index <= Count();
-  QVRN_CHECK(inBounds, "0", kSource);
+  QVRN_CHECK(inBounds, "0", kVlanListSource);
   return inBounds && index < Count() ? (m_entries[index].*field)() : nullptr;
 }
 
 const wchar_t* CVlanList::InstanceIdAt(DWORD index) const noexcept { return FieldAt(index, &CVlanEntry::InstanceId); }
 
-const wchar_t* CVlanList::VlanIdAt(DWORD index) const noexcept { return FieldAt(index, &CVlanEntry::VlanId); }
+const wchar_t* CVlanList::NumberAt(DWORD index) const noexcept { return FieldAt(index, &CVlanEntry::Number); }
 
 const wchar_t* CVlanList::NameAt(DWORD index) const noexcept { return FieldAt(index, &CVlanEntry::VlanName); }
 

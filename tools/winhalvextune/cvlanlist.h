@@ -32,7 +32,7 @@ class CVlanEntry {
 
   const wchar_t* InstanceId() const noexcept { return m_instanceId; }
   const wchar_t* VlanName() const noexcept { return m_vlanName; }
-  const wchar_t* VlanId() const noexcept { return m_vlanId; }
+  const wchar_t* Number() const noexcept { return m_number; }
   const wchar_t* Priority() const noexcept { return m_priority; }
   /// 1 while the VLAN's interface is operationally up, else 0.
   DWORD LinkUp() const noexcept { return m_linkUp; }
@@ -45,14 +45,14 @@ class CVlanEntry {
 
   wchar_t m_instanceId[kGuidChars] = {};
   wchar_t m_vlanName[kTextChars] = {};
-  wchar_t m_vlanId[kTextChars] = {};
+  wchar_t m_number[kTextChars] = {};
   DWORD m_linkUp = 0;
   wchar_t m_priority[kTextChars] = {};
   RegistryKey m_vlanRegKey;
 };
 
-/// The list; every new entry goes to the head. Texts are compared exactly, character by character. Accessors by id or
-/// index give null where there is no entry.
+/// The list; every new entry goes to the head. Texts are compared exactly, character by character. Accessors by
+/// instance id or index give null where there is no entry.
 class CVlanList {
  public:
   /// Loads an entry from the registry. False, with the list unchanged, when there is none to load.
@@ -60,27 +60,28 @@ class CVlanList {
   /// Adds an entry with these values. False when memory is short.
   bool Add(const wchar_t* instanceId, const VlanTexts& values) noexcept;
   bool Remove(const wchar_t* instanceId) noexcept;
-  /// The entry's Write. False, after an assertion, for an id that no entry has.
+  /// The entry's Write. False, after an assertion, for an instance id that no entry has.
   bool Write(const wchar_t* instanceId, const VlanTexts& values);
 
-  const wchar_t* VlanIdOf(const wchar_t* instanceId) const noexcept;
+  const wchar_t* NumberOf(const wchar_t* instanceId) const noexcept;
   const wchar_t* NameOf(const wchar_t* instanceId) const noexcept;
   const wchar_t* PriorityOf(const wchar_t* instanceId) const noexcept;
 
   /// Whether a VLAN has the name, or the number; the first one that has it does not count when it is the excluded one
   /// (which may be null).
-  bool IsNameTaken(const wchar_t* name, const wchar_t* excludedId) const noexcept;
-  bool IsVlanIdTaken(const wchar_t* vlanId, const wchar_t* excludedId) const noexcept;
+  bool IsNameTaken(const wchar_t* name, const wchar_t* excludedInstanceId) const noexcept;
+  bool IsNumberTaken(const wchar_t* number, const wchar_t* excludedInstanceId) const noexcept;
 
-  /// An index above the count, or any on an empty list, is an assertion; the count itself is not (kept).
+  /// An index above the count, or any on an empty list, is an assertion; the count itself is not (kept for walks that
+  /// stop at the first null).
   const wchar_t* InstanceIdAt(DWORD index) const noexcept;
-  const wchar_t* VlanIdAt(DWORD index) const noexcept;
+  const wchar_t* NumberAt(DWORD index) const noexcept;
   const wchar_t* NameAt(DWORD index) const noexcept;
   const wchar_t* PriorityAt(DWORD index) const noexcept;
 
-  /// Null also for a null id.
+  /// Null also for a null instance id.
   const CVlanEntry* Find(const wchar_t* instanceId) const noexcept;
-  const CVlanEntry* FindByVlanId(const wchar_t* vlanId) const noexcept;
+  const CVlanEntry* FindByNumber(const wchar_t* number) const noexcept;
 
   /// Asks the system which of the VLANs' interfaces are up (GetAdaptersAddresses). True when any state changed.
   bool RefreshLinkStates() noexcept;
@@ -93,7 +94,7 @@ class CVlanList {
   const CVlanEntry* FindBy(Field field, const wchar_t* text) const noexcept;
   const wchar_t* FieldOf(const wchar_t* instanceId, Field field) const noexcept;
   const wchar_t* FieldAt(DWORD index, Field field) const noexcept;
-  bool IsTaken(Field field, const wchar_t* text, const wchar_t* excludedId) const noexcept;
+  bool IsTaken(Field field, const wchar_t* text, const wchar_t* excludedInstanceId) const noexcept;
 
   std::deque<CVlanEntry> m_entries;
 };

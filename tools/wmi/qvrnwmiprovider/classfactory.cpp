@@ -16,7 +16,7 @@ HRESULT ClassFactory::QueryInterface(REFIID riid, void** ppv) noexcept {
   return S_OK;
 }
 
-// Kept: a plain increment, while Release is atomic. COM hands a new factory to one thread only.
+// A plain increment, while Release is atomic: COM hands a new factory to one thread only.
 ULONG ClassFactory::AddRef() noexcept {
   const ULONG references = m_references.load(std::memory_order_relaxed) + 1;
   m_references.store(references, std::memory_order_relaxed);

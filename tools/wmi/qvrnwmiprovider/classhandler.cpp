@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/hresult.h"
+#include "platform/lock.h"
 
 namespace qvrn {
 namespace {
@@ -14,7 +15,7 @@ struct Loan {
   IWbemServices* wmiNamespace;
 };
 
-std::mutex g_loansLock;
+Lock g_loansLock;
 std::vector<Loan> g_loans;  // the oldest first
 
 auto FindLoan(const IWbemServices* lender) noexcept {
@@ -24,18 +25,18 @@ auto FindLoan(const IWbemServices* lender) noexcept {
 }  // namespace
 
 void LendNamespace(const IWbemServices* lender, IWbemServices* wmiNamespace) {
-  const std::lock_guard<std::mutex> guard(g_loansLock);
+  const std::lock_guard<Lock> guard(g_loansLock);
   if (FindLoan(lender) == g_loans.end()) g_loans.push_back({lender, wmiNamespace});
 }
 
 void WithdrawNamespace(const IWbemServices* lender) noexcept {
-  const std::lock_guard<std::mutex> guard(g_loansLock);
+  const std::lock_guard<Lock> guard(g_loansLock);
   const auto loan = FindLoan(lender);
   if (loan != g_loans.end()) g_loans.erase(loan);
 }
 
 Microsoft::WRL::ComPtr<IWbemServices> BorrowNamespace() noexcept {
-  const std::lock_guard<std::mutex> guard(g_loansLock);
+  const std::lock_guard<Lock> guard(g_loansLock);
   return g_loans.empty() ? nullptr : g_loans.front().wmiNamespace;
 }
 

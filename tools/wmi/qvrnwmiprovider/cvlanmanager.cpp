@@ -5,13 +5,14 @@
 
 #include "platform/assertion.h"
 #include "platform/boundedtext.h"
+#include "tools/winhalvextune/registrypaths.h"
 #include "tools/wmi/qvrnwmiprovider/utils.h"
 #include "tools/wmi/qvrnwmiprovider/wmiquery.h"
 
 namespace qvrn {
 namespace {
 
-constexpr char kSource[] = "cvlanmanager";
+constexpr char kManagerSource[] = "cvlanmanager";
 // What people search logs for when a VLAN was created and then not found.
 constexpr unsigned kNotCreatedLine = 83;
 
@@ -32,6 +33,16 @@ bool IsPendingText(const wchar_t* text) noexcept {
 
 }  // namespace
 
+std::unique_ptr<CVlanDlg> OpenVlanEngine(DWORD index) {
+  if (CheckAdapterIndex(index) != ERROR_SUCCESS) return nullptr;
+  wchar_t path[kPathChars];
+  FormatText(path, kInstanceKeyFormat, kNetworkClassKey, index);
+  auto engine = std::make_unique<CVlanDlg>(path);
+  if (!engine->Prepare()) return nullptr;
+  engine->List().RefreshLinkStates();
+  return engine;
+}
+
 CVlanManager::CVlanManager(const wchar_t* deviceId)
     : m_adapterIndex(AdapterIndexOf(deviceId)), m_engine(OpenVlanEngine(m_adapterIndex)) {}
 
@@ -42,7 +53,7 @@ CVlanManager::KeyState CVlanManager::Exists(const wchar_t* key) const noexcept {
 }
 
 bool CVlanManager::SetPending(const wchar_t* key, const VlanTexts& texts) noexcept {
-  return IsPendingText(texts.name) && IsPendingText(texts.id) && IsPendingText(texts.priority) &&
+  return IsPendingText(texts.name) && IsPendingText(texts.number) && IsPendingText(texts.priority) &&
          m_engine->SetVlanParams(key, texts);
 }
 
@@ -51,11 +62,12 @@ bool CVlanManager::Create(const wchar_t* name, LONG number, LONG priority) noexc
   const Decimal numberText(number);
   const Decimal priorityText(priority);
   const VlanTexts texts = {numberText.text, name, priorityText.text};
+  // Nothing pending and no VLAN being edited: the checks compare the new values with every VLAN of the adapter.
   m_engine->SetVlanParams(L"", {L"", L"", L""});
   if (!m_engine->ValidateVlanInput(texts)) return true;
   if (!SetPending(L"", texts) || !m_engine->AddVlan()) return false;
-  if (List()->FindByVlanId(texts.id) != nullptr) return true;
-  ReportAssertion("0", kSource, kNotCreatedLine);
+  if (List()->FindByNumber(texts.number) != nullptr) return true;
+  ReportAssertion("0", kManagerSource, kNotCreatedLine);
   return false;
 }
 
@@ -66,7 +78,7 @@ bool CVlanManager::Update(const wchar_t* key, const wchar_t* name, LONG number, 
   const VlanTexts texts = {numberText.text, name, priorityText.text};
   CVlanList& list = m_engine->List();
   // The stored values make the checks compare with them and leave this VLAN out.
-  return SetPending(key, {list.VlanIdOf(key), list.NameOf(key), list.PriorityOf(key)}) &&
+  return SetPending(key, {list.NumberOf(key), list.NameOf(key), list.PriorityOf(key)}) &&
          m_engine->ValidateVlanInput(texts) && list.Write(key, texts);
 }
 

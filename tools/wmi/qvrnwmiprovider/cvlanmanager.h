@@ -10,6 +10,10 @@
 
 namespace qvrn {
 
+/// The prepared VLAN engine of a served adapter, with the link states of its VLANs; none when the adapter is not served
+/// or cannot be prepared. Throws std::bad_alloc.
+std::unique_ptr<CVlanDlg> OpenVlanEngine(DWORD index);
+
 /// The VLANs of one physical adapter, for the length of one request.
 class CVlanManager {
  public:
@@ -33,7 +37,8 @@ class CVlanManager {
   /// `key` may be null.
   KeyState Exists(const wchar_t* key) const noexcept;
   /// False without an engine, for texts that do not fit, or when the VLAN could not be created; values that the checks
-  /// of the engine reject give true although nothing is created (kept: clients list the VLANs to see what is there).
+  /// of the engine reject give true although nothing is created (kept for clients, which list the VLANs to see what is
+  /// there).
   bool Create(const wchar_t* name, LONG number, LONG priority) noexcept;
   /// Writes new values for a VLAN, which is not created anew. False when there is no such VLAN, when its stored values
   /// or the new ones are rejected, or when they cannot be written. Throws std::bad_alloc.

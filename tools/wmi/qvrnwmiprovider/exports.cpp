@@ -9,7 +9,7 @@
 
 STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv) {
   if (ppv != nullptr) *ppv = nullptr;
-  // Kept: E_FAIL, where COM servers usually say CLASS_E_CLASSNOTAVAILABLE.
+  // Kept for clients that look for it: E_FAIL, where COM servers usually say CLASS_E_CLASSNOTAVAILABLE.
   if (rclsid != qvrn::kProviderClassId) return E_FAIL;
   return qvrn::CreateClassFactory(riid, ppv);
 }

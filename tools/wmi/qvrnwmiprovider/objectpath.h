@@ -20,7 +20,7 @@ HRESULT ClassNameOfInstance(IWbemClassObject* instance, wchar_t* buffer, std::si
 
 /// What the handlers read from an object path: the text between its first two double quotes, whatever the key property
 /// is called, and the class name before the first '.'. A longer path is cut after 260 characters; a '.' inside the
-/// quotes ends the key (kept: no key of this provider holds one).
+/// quotes ends the key (kept for clients that append to the key; none holds a '.').
 class QuotedKeyPath {
  public:
   /// `path` may be null.

@@ -140,8 +140,8 @@ HRESULT TakeValue(IWbemClassObject* instance, CParameter& parameter, const wchar
   }
 }
 
-// Writes an instance back. 0 when the model was applied, and also when there is no model for the adapter (kept).
-// Nothing is written before every property has been looked at.
+// Writes an instance back. 0 when the model was applied, and also when there is no model for the adapter (kept
+// for clients that put without looking). Nothing is written before every property has been looked at.
 HRESULT ApplyConfigurationInstance(IWbemClassObject* instance) noexcept try {
   Variant settingId;
   HRESULT hr = instance->Get(kSettingId, 0, settingId.Put(), nullptr, nullptr);
@@ -167,14 +167,6 @@ QvrnNetworkAdapterConfiguration::~QvrnNetworkAdapterConfiguration() {
   HandlerSingleton<QvrnNetworkAdapterConfiguration>::Forget(this);
 }
 
-HRESULT QvrnNetworkAdapterConfiguration::SpawnInstance(IWbemServices* wmiNamespace, const wchar_t* className,
-                                                       IWbemContext* context, IWbemClassObject** instance) {
-  const Bstr name(className);
-  ComPtr<IWbemClassObject> classObject;
-  const HRESULT hr = wmiNamespace->GetObject(name.Get(), 0, context, &classObject, nullptr);
-  return hr == S_OK && classObject != nullptr ? classObject->SpawnInstance(0, instance) : hr;
-}
-
 HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(IWbemServices* wmiNamespace,
                                                                     const wchar_t* deviceId, const wchar_t* className,
                                                                     IWbemContext* context,
@@ -185,10 +177,13 @@ HRESULT QvrnNetworkAdapterConfiguration::BuildConfigurationInstance(IWbemService
   const std::unique_ptr<CAdvancedDlg> model = OpenAdapterParameters(index, instanceId);
   if (model == nullptr) return WBEM_E_FAILED;
 
-  ComPtr<IWbemClassObject> built;
-  HRESULT hr = SpawnInstance(wmiNamespace, className, context, &built);
+  ComPtr<IWbemClassObject> classObject;
+  HRESULT hr = FetchClass(wmiNamespace, className, context, classObject);
   if (FAILED(hr)) return hr;
-  if (built == nullptr) return WBEM_E_FAILED;
+  if (hr != S_OK || classObject == nullptr) return WBEM_E_FAILED;
+  ComPtr<IWbemClassObject> built;
+  hr = SpawnFrom(classObject, built);
+  if (FAILED(hr)) return hr;
   Variant settingId(deviceId);
   hr = PutValue(built.Get(), kSettingId, settingId);
   if (FAILED(hr)) return hr;

@@ -16,8 +16,8 @@ class QvrnNetworkAdapterConfiguration final : public ClassHandler {
                                                     IWbemObjectSink* sink) noexcept override;
   HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR path, LONG flags, IWbemContext* context,
                                            IWbemObjectSink* sink) noexcept override;
-  /// Kept: a put that was applied is reported as WBEM_E_NOT_FOUND, one that failed as S_OK. Clients in the field read
-  /// back.
+  /// A put that was applied is reported as WBEM_E_NOT_FOUND, one that failed as S_OK (kept for clients in the field,
+  /// which expect it and read back).
   HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject* instance, LONG flags, IWbemContext* context,
                                              IWbemObjectSink* sink) noexcept override;
 
@@ -25,8 +25,6 @@ class QvrnNetworkAdapterConfiguration final : public ClassHandler {
   static HRESULT BuildConfigurationInstance(IWbemServices* wmiNamespace, const wchar_t* deviceId,
                                             const wchar_t* className, IWbemContext* context,
                                             IWbemClassObject** instance) noexcept;
-  static HRESULT SpawnInstance(IWbemServices* wmiNamespace, const wchar_t* className, IWbemContext* context,
-                               IWbemClassObject** instance);
 };
 
 }  // namespace qvrn

@@ -14,7 +14,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr char kSource[] = "qvrnnetworkadaptersetting";
+constexpr char kSettingSource[] = "qvrnnetworkadaptersetting";
 
 }  // namespace
 
@@ -24,17 +24,12 @@ HRESULT QvrnNetworkAdapterSetting::BuildSettingInstance(IWbemServices* wmiNamesp
                                                         const wchar_t* settingPath, const wchar_t* className,
                                                         IWbemContext* context, IWbemClassObject** instance) noexcept
     try {
-  const Bstr name(className);
   ComPtr<IWbemClassObject> classObject;
-  if (wmiNamespace->GetObject(name.Get(), 0, context, &classObject, nullptr) != S_OK || classObject == nullptr) {
-    return WBEM_E_FAILED;
-  }
+  if (FetchClass(wmiNamespace, className, context, classObject) != S_OK || classObject == nullptr) return WBEM_E_FAILED;
   ComPtr<IWbemClassObject> built;
-  const HRESULT hr = classObject->SpawnInstance(0, &built);
-  classObject.Reset();
+  const HRESULT hr = SpawnFrom(classObject, built);
   if (FAILED(hr)) return hr;
-  if (built == nullptr) return WBEM_E_FAILED;
-  // The results of both puts are of no interest (kept).
+  // Kept for schemas that lack one of the two: the results of both puts are of no interest.
   Variant element(elementPath);
   built->Put(L"Element", 0, element.Get(), 0);
   Variant setting(settingPath);
@@ -63,7 +58,7 @@ HRESULT QvrnNetworkAdapterSetting::CreateInstanceEnumAsync(const BSTR className,
   const auto link = [&](ComPtr<IWbemClassObject> configuration) {
     Variant settingId;
     HRESULT hr = configuration->Get(L"SettingID", 0, settingId.Put(), nullptr, nullptr);
-    QVRN_CHECK_HRESULT(hr, kSource);
+    QVRN_CHECK_HRESULT(hr, kSettingSource);
     if (!settingId.IsText() || CheckAdapterIndex(AdapterIndexOf(settingId.Text())) != ERROR_SUCCESS) return;
     ComPtr<IWbemClassObject> instance;
     hr = BuildForAdapter(wmiNamespace.Get(), settingId.Text(), className, context, &instance);

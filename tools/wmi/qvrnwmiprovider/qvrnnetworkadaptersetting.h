@@ -16,7 +16,7 @@ class QvrnNetworkAdapterSetting final : public ClassHandler {
   HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR className, LONG flags, IWbemContext* context,
                                                     IWbemObjectSink* sink) noexcept override;
   /// Reads the adapter's index from the `Element` reference alone. The result of an adapter that is not served is the
-  /// locator's, which need not be a WMI code (kept).
+  /// locator's, which need not be a WMI code (kept for clients that know Win32 codes).
   HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR path, LONG flags, IWbemContext* context,
                                            IWbemObjectSink* sink) noexcept override;
   /// WBEM_E_NOT_AVAILABLE, and nothing else.

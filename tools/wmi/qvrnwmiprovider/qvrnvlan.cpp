@@ -11,6 +11,7 @@
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
 #include "tools/wmi/qvrnwmiprovider/utils.h"
 #include "tools/wmi/qvrnwmiprovider/vlanconfiguration.h"
+#include "tools/wmi/qvrnwmiprovider/wmiquery.h"
 
 namespace qvrn {
 
@@ -26,7 +27,7 @@ struct QvrnVlan::Vlan {
       : parentDeviceId(deviceId),
         instanceId(list.InstanceIdAt(index)),
         name(list.NameAt(index)),
-        number(list.VlanIdAt(index)),
+        number(list.NumberAt(index)),
         priority(list.PriorityAt(index)) {}
 
   bool IsWhole() const noexcept {
@@ -130,18 +131,14 @@ QvrnVlan::~QvrnVlan() { HandlerSingleton<QvrnVlan>::Forget(this); }
 HRESULT QvrnVlan::BuildInstance(IWbemServices* wmiNamespace, const Vlan& vlan, IWbemContext* context,
                                 IWbemClassObject** instance) noexcept try {
   if (!vlan.IsWhole() || !IsAdapterPresent(vlan.instanceId)) return WBEM_E_NOT_FOUND;
-  const Bstr className(kClassName);
   ComPtr<IWbemClassObject> classObject;
-  if (FAILED(wmiNamespace->GetObject(className.Get(), 0, context, &classObject, nullptr)) || classObject == nullptr) {
+  if (FAILED(FetchClass(wmiNamespace, kClassName, context, classObject)) || classObject == nullptr)
     return WBEM_E_FAILED;
-  }
   ComPtr<IWbemClassObject> built;
-  HRESULT hr = classObject->SpawnInstance(0, &built);
-  classObject.Reset();
+  HRESULT hr = SpawnFrom(classObject, built);
   if (FAILED(hr)) return hr;
-  if (built == nullptr) return WBEM_E_FAILED;
 
-  // Only the last put counts (kept).
+  // Kept for schemas that lack a property: only the last put counts.
   PutText(built.Get(), kName, vlan.instanceId);
   PutText(built.Get(), L"CreationClassName", kClassName);
   PutText(built.Get(), L"SystemCreationClassName", L"Win32_ComputerSystem");
@@ -278,7 +275,7 @@ HRESULT QvrnVlan::RunMethod(const BSTR method, Operation operation, IWbemContext
   Variant fileName;
   const bool isRead = inParameters != nullptr && SUCCEEDED(Read(inParameters, fileNameProperty.Get(), fileName));
   const HRESULT result = operation(wmiNamespace.Get(), isRead && fileName.IsText() ? fileName.Text() : nullptr);
-  // Kept: nobody receives the out-parameters; what the operation did is to be seen in the file or in the VLANs.
+  // Kept for clients, which look at the file or list the VLANs: nobody receives the out-parameters.
   if (outParameters != nullptr) PutNumber(outParameters.Get(), returnValueProperty.Get(), result);
   outParameters.Reset();
   outSignature.Reset();

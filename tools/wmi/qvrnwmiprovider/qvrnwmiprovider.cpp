@@ -17,7 +17,8 @@ namespace qvrn {
 /// How the routed methods differ in what a client may do and what is done for it.
 struct RequestRules {
   /// Every level below Impersonate is refused, after going back to the process's identity. Otherwise Identify alone is
-  /// refused, and the identity stays (kept: clients at Anonymous level read and change, but do not enumerate).
+  /// refused, and the identity stays (kept for clients at Anonymous level, which read and change, but do not
+  /// enumerate).
   bool needsImpersonation;
   /// The token's privileges are enabled for the length of the handler's work.
   bool raisesPrivileges;
@@ -116,8 +117,8 @@ HRESULT QvrnWmiProvider::Initialize(LPWSTR, LONG, LPWSTR, LPWSTR, IWbemServices*
     m_handlers[index] = kServedClasses[index].getOrCreate();
   }
   LendNamespace(this, wmiNamespace);
-  // Kept: a second initialisation replaces the namespace without releasing the first, which the handlers still use.
-  // What is stored makes the object usable, so it comes last.
+  // Kept for the handlers, which still use the first one: a second initialisation replaces the namespace without
+  // releasing what it replaces. What is stored makes the object usable, so it comes last.
   wmiNamespace->AddRef();
   m_namespace = wmiNamespace;
   initSink->SetStatus(WBEM_S_INITIALIZED, 0);

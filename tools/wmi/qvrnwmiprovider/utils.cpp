@@ -23,7 +23,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr char kSource[] = "utils";
+constexpr char kLocatorSource[] = "utils";
 constexpr wchar_t kServedComponentId[] = L"qvx4\\halvex_eth";
 constexpr DWORD kValueBytes = kPathChars * sizeof(wchar_t);
 
@@ -33,21 +33,18 @@ bool IsMissing(const wchar_t* text) noexcept { return text == nullptr || *text =
 LSTATUS OpenConstantPath(const wchar_t* constant, RegistryKey& key) noexcept {
   wchar_t path[kPathChars];
   const HRESULT hr = CopyText(path, constant);
-  QVRN_CHECK_HRESULT(hr, kSource);
+  QVRN_CHECK_HRESULT(hr, kLocatorSource);
   return key.Open(HKEY_LOCAL_MACHINE, path, KEY_READ);
 }
 
 // The next component until one has the GUID. S_FALSE and null at the end.
 HRESULT FindByGuid(IEnumNetCfgComponent* components, const GUID& wanted, ComPtr<INetCfgComponent>& found) noexcept {
   for (;;) {
-    ULONG fetched = 0;
-    const HRESULT hr = components->Next(1, &found, &fetched);
+    const HRESULT hr = FetchElement(components, found);
     if (hr != S_OK) return hr;
-    if (found == nullptr) return S_FALSE;
     GUID guid = {};
     found->GetInstanceGuid(&guid);
     if (std::memcmp(&guid, &wanted, sizeof guid) == 0) return S_OK;
-    found.Reset();
   }
 }
 
@@ -62,12 +59,13 @@ HRESULT ReadDeviceNodeId(INetCfg* netCfg, const GUID& instanceGuid, wchar_t* buf
   TaskText id;
   if (FAILED(component->GetPnpDevNodeId(id.Put())) || id.Get() == nullptr) return S_OK;
   hr = ::StringCchCopyW(buffer, size, id.Get());
-  QVRN_CHECK_HRESULT(hr, kSource);
+  QVRN_CHECK_HRESULT(hr, kLocatorSource);
   return S_OK;
 }
 
 // Whether one of the strings holds the instance id, by a scan that steps one character beyond each terminator: from the
-// second string on, the first character goes unseen (kept: the device prefix of every stored entry takes the loss).
+// second string on, the first character goes unseen (kept for clients of machines with such values; of a stored entry
+// it is the device prefix that takes the loss).
 bool HoldsInstanceId(const std::vector<wchar_t>& strings, std::size_t chars, const wchar_t* instanceId) noexcept {
   for (std::size_t position = 0; position < chars; position += std::wcslen(strings.data() + position) + 2) {
     if (std::wcsstr(strings.data() + position, instanceId) != nullptr) return true;
@@ -114,48 +112,30 @@ LONG CheckAdapterIndex(DWORD index, InstanceId* instanceId) noexcept {
 }
 
 bool IsAdapterPresent(const wchar_t* instanceId) noexcept {
-  ComPtr<INetCfg> netCfg;
-  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
-  QVRN_CHECK_HRESULT(hr, kSource);
-  if (netCfg == nullptr) return false;
-  hr = netCfg->Initialize(nullptr);
-  QVRN_CHECK_HRESULT(hr, kSource);
-
-  GUID guid = {};
-  ::CLSIDFromString(instanceId, &guid);
-  ComPtr<INetCfgComponent> component;
-  HrFindInstance(netCfg.Get(), &guid, &component);
-  ULONG deviceStatus = 0;
-  const bool present = component != nullptr && component->GetDeviceStatus(&deviceStatus) == S_OK;
-  component.Reset();
-  netCfg->Uninitialize();
+  bool present = false;
+  const auto findDevice = [&](INetCfg* netCfg) {
+    GUID guid = {};
+    ::CLSIDFromString(instanceId, &guid);
+    ComPtr<INetCfgComponent> component;
+    HrFindInstance(netCfg, &guid, &component);
+    ULONG deviceStatus = 0;
+    present = component != nullptr && component->GetDeviceStatus(&deviceStatus) == S_OK;
+  };
+  WithNetCfg(nullptr, findDevice, [](HRESULT hr) { QVRN_CHECK_HRESULT(hr, kLocatorSource); });
   return present;
 }
 
 HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   if (size != 0) buffer[0] = L'\0';
-  ComPtr<INetCfg> netCfg;
-  HRESULT hr = ::CoCreateInstance(CLSID_CNetCfg, nullptr, kAnyServer, IID_PPV_ARGS(&netCfg));
-  if (netCfg == nullptr) return hr;
-  netCfg->Initialize(nullptr);
-  hr = ReadDeviceNodeId(netCfg.Get(), instanceGuid, buffer, size);
-  netCfg->Uninitialize();
-  return hr;
+  HRESULT read = S_OK;
+  const HRESULT created = WithNetCfg(
+      nullptr, [&](INetCfg* netCfg) { read = ReadDeviceNodeId(netCfg, instanceGuid, buffer, size); }, [](HRESULT) {});
+  return FAILED(created) ? created : read;
 }
 
 void FormatObjectPath(wchar_t* buffer, std::size_t size, const wchar_t* className, const wchar_t* keyName,
                       const wchar_t* keyValue) noexcept {
   ::StringCchPrintfW(buffer, size, L"%s.%s=\"%s\"", className, keyName, keyValue);
-}
-
-std::unique_ptr<CVlanDlg> OpenVlanEngine(DWORD index) {
-  if (CheckAdapterIndex(index) != ERROR_SUCCESS) return nullptr;
-  wchar_t path[kPathChars];
-  FormatText(path, kInstanceKeyFormat, kNetworkClassKey, index);
-  auto engine = std::make_unique<CVlanDlg>(path);
-  if (!engine->Prepare()) return nullptr;
-  engine->List().RefreshLinkStates();
-  return engine;
 }
 
 HRESULT FindParentAdapterIndex(const wchar_t* instanceId, wchar_t* buffer, std::size_t size) noexcept try {
@@ -166,7 +146,7 @@ HRESULT FindParentAdapterIndex(const wchar_t* instanceId, wchar_t* buffer, std::
   LSTATUS status = OpenConstantPath(kDriverAdaptersKey, adapters);
   DWORD subkeys = 0;
   if (status == ERROR_SUCCESS) status = adapters.CountSubkeys(subkeys);
-  // No early end: the last match wins, and the last subkey decides the result (kept).
+  // Kept for clients of machines with stale subkeys: no early end, the last match wins, the last subkey decides.
   for (DWORD index = 0; index < subkeys; ++index) status = ScanUpperBindings(adapters, index, instanceId, buffer, size);
   return status == ERROR_SUCCESS ? S_OK : E_FAIL;
 } catch (const std::bad_alloc&) {

@@ -5,10 +5,8 @@
 
 #include <cstddef>
 #include <cstdlib>
-#include <memory>
 
 #include "platform/boundedtext.h"
-#include "tools/winhalvextune/cvlandlg.h"
 
 namespace qvrn {
 
@@ -33,10 +31,6 @@ HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::s
 /// `CLASS.KEY="VALUE"`, cut to `size` characters.
 void FormatObjectPath(wchar_t* buffer, std::size_t size, const wchar_t* className, const wchar_t* keyName,
                       const wchar_t* keyValue) noexcept;
-
-/// The prepared VLAN engine of a served adapter, with the link states of its VLANs; none when the adapter is not served
-/// or cannot be prepared. Throws std::bad_alloc.
-std::unique_ptr<CVlanDlg> OpenVlanEngine(DWORD index);
 
 /// Decimal index of the physical adapter below the virtual miniport with this instance id, from the intermediate
 /// driver's UpperBindings; `size` is in characters. 0 or E_FAIL by the last subkey's result: 0 can come with nothing

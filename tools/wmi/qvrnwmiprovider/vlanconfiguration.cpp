@@ -24,10 +24,10 @@ constexpr wchar_t kRootElement[] = L"virtual_networks";
 constexpr wchar_t kVlanElement[] = L"vlan";
 
 // Children of a `vlan` element: written in this order, and recognised in this order.
-enum Child : std::size_t { kParentId, kName, kId, kPriority, kChildren };
+enum Child : std::size_t { kParentId, kName, kNumber, kPriority, kChildren };
 constexpr const wchar_t* kChildElements[kChildren] = {L"ParentId", L"Name", L"Id", L"Priority"};
 
-// A document that takes files as they stand: no validation, nothing fetched from elsewhere, no whitespace kept.
+// A document that takes files as they stand: no validation, nothing fetched from elsewhere, no whitespace.
 ComPtr<IXMLDOMDocument> CreateDocument() noexcept {
   ComPtr<IXMLDOMDocument> document;
   ::CoCreateInstance(kDomDocument30, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument,
@@ -54,6 +54,7 @@ ComPtr<IXMLDOMElement> CreateRoot(IXMLDOMDocument* document) {
   return root;
 }
 
+// A document without a root gets one: a safeguard that is not reached, as a save begins with the root.
 ComPtr<IXMLDOMElement> RootOf(IXMLDOMDocument* document) {
   ComPtr<IXMLDOMElement> root;
   document->get_documentElement(&root);
@@ -85,14 +86,14 @@ void AppendVlansOf(IXMLDOMDocument* document, const CVlanManager& manager) {
   wchar_t parentId[12];
   ::_itow(static_cast<int>(manager.AdapterIndex()), parentId, 10);
   for (DWORD index = 0; index < list->Count(); ++index) {
-    AppendVlan(document, {parentId, list->NameAt(index), list->VlanIdAt(index), list->PriorityAt(index)});
+    AppendVlan(document, {parentId, list->NameAt(index), list->NumberAt(index), list->PriorityAt(index)});
   }
 }
 
 // --- Restore -------------------------------------------------------------------------------------------------------
 
-// What the elements read so far say. Kept: nothing is forgotten from one `vlan` element to the next, so that an element
-// which lacks a value takes that of an earlier one.
+// What the elements read so far say. Nothing is forgotten from one `vlan` element to the next, so that an element which
+// lacks a value takes that of an earlier one (kept for files that rely on it).
 class VlanValues {
  public:
   // A child with another name counts as a child and is ignored.
@@ -112,7 +113,7 @@ class VlanValues {
   // What cannot be created is left out.
   void Create() const {
     CVlanManager manager(TextOf(kParentId));
-    manager.Create(TextOf(kName), ::_wtoi(TextOf(kId)), ::_wtoi(TextOf(kPriority)));
+    manager.Create(TextOf(kName), ::_wtoi(TextOf(kNumber)), ::_wtoi(TextOf(kPriority)));
     manager.RestartAdapter();
   }
 

@@ -12,8 +12,8 @@ HRESULT SaveVlanConfiguration(IWbemServices* wmiNamespace, const wchar_t* fileNa
 
 /// Removes every VLAN, then creates those of the file in its order. 0, whatever could not be removed or created;
 /// WBEM_E_INVALID_PARAMETER without a file name and E_FAIL for a file that cannot be loaded, with no VLAN touched; the
-/// failure of reading the document. A `vlan` element without exactly four children ends the restore (kept), also when
-/// it is a comment that makes the fifth.
+/// failure of reading the document. A `vlan` element without exactly four children ends the restore (kept for
+/// files that end their list so), also when it is a comment that makes the fifth.
 HRESULT RestoreVlanConfiguration(IWbemServices* wmiNamespace, const wchar_t* fileName) noexcept;
 
 }  // namespace qvrn

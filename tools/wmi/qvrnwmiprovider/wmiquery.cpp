@@ -8,6 +8,17 @@ namespace qvrn {
 
 using Microsoft::WRL::ComPtr;
 
+HRESULT FetchClass(IWbemServices* wmiNamespace, const wchar_t* className, IWbemContext* context,
+                   ComPtr<IWbemClassObject>& classObject) {
+  return wmiNamespace->GetObject(Bstr(className).Get(), 0, context, &classObject, nullptr);
+}
+
+HRESULT SpawnFrom(ComPtr<IWbemClassObject>& classObject, ComPtr<IWbemClassObject>& instance) noexcept {
+  const HRESULT hr = classObject->SpawnInstance(0, &instance);
+  classObject.Reset();
+  return SUCCEEDED(hr) && instance == nullptr ? static_cast<HRESULT>(WBEM_E_FAILED) : hr;
+}
+
 HRESULT ForEachInstance(IWbemServices* wmiNamespace, const wchar_t* query,
                         const std::function<void(ComPtr<IWbemClassObject>)>& visit) {
   constexpr LONG kFlags = WBEM_FLAG_DIRECT_READ | WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY;

@@ -1,0 +1,7 @@
+#pragma once
+#include <windows.h>
+
+/// What the scan for an instance's class reads.
+struct IWbemClassObject {
+  HRESULT Get(const wchar_t* name, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor);
+};
