@@ -18,6 +18,8 @@ namespace {
 const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "assertion",
                                             "box",      "kept",   "client", "error"};
 
+const std::string kEach = "> each ";
+
 void NoteAssertion(const char* expression, const char* file, unsigned line) {
   const Observation unobserved(false);
   // People look for this one by its line; others move.
@@ -53,6 +55,13 @@ std::string Joined(const std::vector<std::string>& texts) {
   return all;
 }
 
+// The line of a command with a row's words in place of each {}.
+std::string Filled(std::string command, const std::string& words) {
+  for (std::size_t at = 0; (at = command.find("{}", at)) != std::string::npos; at += words.size())
+    command.replace(at, 2, words);
+  return command;
+}
+
 }  // namespace
 
 Interpreter::Interpreter() : m_shown(kAlwaysShown) {
@@ -70,16 +79,20 @@ Interpreter::~Interpreter() {
 
 std::string Interpreter::Replay(const std::string& text) {
   std::string replayed;
+  std::string each;
   const std::vector<std::string> lines = Lines(text);
   for (std::size_t at = 0; at < lines.size();) {
     const std::string& line = lines[at++];
     if (IsRow(line)) {
-      const std::string command = line.substr(0, line.find(kArrow));
-      replayed += command + kArrow + Joined(Tell(command.substr(3))) + "\n";
+      const std::string row = line.substr(0, line.find(kArrow));
+      const std::string command = each.empty() ? row.substr(3) : Filled(each, row.substr(3));
+      replayed += row + kArrow + Joined(Tell(command)) + "\n";
       continue;
     }
     replayed += line + "\n";
     if (!IsCommand(line)) continue;
+    each = line.starts_with(kEach) ? line.substr(kEach.size()) : "";
+    if (!each.empty()) continue;
     while (at < lines.size() && IsSeen(lines[at])) ++at;
     for (const std::string& seen : Tell(line.substr(2))) replayed += seen + "\n";
   }
