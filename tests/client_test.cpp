@@ -77,9 +77,8 @@ TEST(CommandLine, IsReadInAnyOrderOrRefusedWithTheUsage) {
       {L"vlan add 7 --id 1", L"2: vlan add needs --name NAME\nusage: qvrnctl vlan add ADAPTER --id N"},
       {L"vlan add 7 --name 1", L"2: vlan add needs --id N\nusage"},
   };
-  for (const auto& [line, read] : rows) {
-    EXPECT_THAT(TextOrError([&] { return summary(Parse(line)); }), HasSubstr(read)) << testing::PrintToString(line);
-  }
+  for (const auto& row : rows)
+    EXPECT_THAT(TextOrError([&] { return summary(Parse(row.first)); }), HasSubstr(row.second));
 }
 
 TEST(CommandLine, EachCommandTakesItsOperandsAndOptionsAndShowsAnExampleThatWorks) {
@@ -159,7 +158,7 @@ TEST(Requests, AreReadByTheSchemaOrAreWrongUsage) {
       {L"Offset=-2147483649", L"2: Offset cannot be \"-2147483649\": it takes -2147483648 to 2147483647"},
       {L"Offset=99999999999999999999", L"2: Offset cannot be \"99999999999999999999\": it takes a number"},
   };
-  for (const auto& [line, text] : rows) EXPECT_EQ(TextOrError([&] { return read(line); }), text);
+  for (const auto& row : rows) EXPECT_EQ(TextOrError([&] { return read(row.first); }), row.second);
 }
 
 TEST(Vlans, AreFoundByWhatNamesExactlyOne) {
@@ -180,11 +179,12 @@ TEST(Vlans, AreFoundByWhatNamesExactlyOne) {
       {L"7/20", L"1: VLAN \"7/20\" is ambiguous: 7/20 \"Voice\" {B}, 12/40 \"7/20\" {D}"},
       {L"7/40", L"1: VLAN \"7/40\" is not there: WBEM_E_NOT_FOUND (0x80041002); there are 7/10 \"Office\" {A}, 7/20 "},
   };
-  for (const auto& [wanted, text] : rows)
-    EXPECT_THAT(TextOrError([&] { return MatchVlan(vlans, adapters, wanted).guid; }), testing::StartsWith(text))
-        << testing::PrintToString(wanted);
+  const auto find = [&](const wchar_t* wanted) {
+    return TextOrError([&] { return MatchVlan(vlans, adapters, wanted).guid; });
+  };
+  for (const auto& [wanted, text] : rows) EXPECT_THAT(find(wanted), testing::StartsWith(text));
   for (const wchar_t* unknown : {L"", L"/", L"/10", L"7/", L"10", L"7/x", L"East/10"})
-    EXPECT_THAT(TextOrError([&] { return MatchVlan(vlans, adapters, unknown).guid; }), HasSubstr(L"is not there"));
+    EXPECT_THAT(find(unknown), HasSubstr(L"is not there"));
   const std::vector<Vlan> many(22, vlans[0]);
   EXPECT_THAT(TextOrError([&] { return MatchVlan(std::span(many).first(20), adapters, L"office").guid; }),
               testing::EndsWith(L"\"Office\" {A}"));
