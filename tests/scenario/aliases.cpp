@@ -13,11 +13,6 @@
 namespace scenario {
 namespace {
 
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
-    text.replace(at, from.size(), to);
-}
-
 std::string ProgramFolder() {
   wchar_t path[MAX_PATH] = {};
   ::GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -26,6 +21,12 @@ std::string ProgramFolder() {
 }
 
 }  // namespace
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+    text.replace(at, from.size(), to);
+  return text;
+}
 
 Aliases::Aliases()
     : m_paths{{"<class>", "SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}"},
@@ -50,7 +51,7 @@ const std::string& Aliases::NameOf(const std::string& guid) {
 }
 
 std::string Aliases::Shorten(std::string text) {
-  for (const auto& [name, path] : m_paths) ReplaceAll(text, path, name);
+  for (const auto& [name, path] : m_paths) text = Replaced(text, path, name);
   static const std::regex guid(
       R"(\{?([0-9A-Fa-f]{8}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4})(-?)([0-9A-Fa-f]{12})\}?)");
   std::string shortened;
@@ -73,7 +74,7 @@ std::string Aliases::Shorten(std::string text) {
 }
 
 std::string Aliases::Expand(std::string text) const {
-  for (const auto& [name, path] : m_paths) ReplaceAll(text, name, path);
+  for (const auto& [name, path] : m_paths) text = Replaced(text, name, path);
   static const std::regex adapter(R"(\{(\d{1,8})\})");
   std::smatch match;
   while (std::regex_search(text, match, adapter)) {
@@ -81,7 +82,7 @@ std::string Aliases::Expand(std::string text) const {
     std::snprintf(guid, sizeof guid, "{%08lX-0000-0000-0000-000000000000}", std::stoul(match[1].str()));
     text = match.prefix().str() + guid + match.suffix().str();
   }
-  for (const auto& [name, guid] : m_guids) ReplaceAll(text, "{" + name + "}", "{" + guid + "}");
+  for (const auto& [name, guid] : m_guids) text = Replaced(text, "{" + name + "}", "{" + guid + "}");
   return text;
 }
 

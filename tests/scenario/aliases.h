@@ -7,6 +7,9 @@
 
 namespace scenario {
 
+/// The text with `to` in place of each `from`.
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
+
 class Aliases {
  public:
   Aliases();

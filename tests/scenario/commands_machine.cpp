@@ -1,11 +1,14 @@
 // The commands that arrange a machine, and those that look at it.
 #include <windows.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 #include "lab/labkey.h"
+#include "platform/comtext.h"
 #include "tests/scenario/comproxy.h"
 #include "tests/scenario/events.h"
 #include "tests/scenario/interpreter.h"
@@ -24,11 +27,6 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string FourDigits(unsigned long index) {
-  std::string text = std::to_string(index);
-  return std::string(text.size() < 4 ? 4 - text.size() : 0, '0') + text;
-}
-
 // "A,B,C"
 std::vector<std::string> Listed(const std::string& text) {
   std::vector<std::string> parts;
@@ -39,24 +37,25 @@ std::vector<std::string> Listed(const std::string& text) {
 
 // "KEY:NAME"; the name begins behind the last colon.
 std::pair<std::wstring, std::wstring> SplitName(const std::string& text) {
-  const std::size_t colon = text.rfind(':');
-  if (colon == std::string::npos) return {Wide(text), L""};
-  return {Wide(text.substr(0, colon)), Wide(text.substr(colon + 1))};
+  const std::size_t colon = std::min(text.rfind(':'), text.size());
+  return {Wide(text.substr(0, colon)), Wide(text.substr(std::min(colon + 1, text.size())))};
 }
 
-}  // namespace
+// Writes REG_SZ values of a key of the stage's machine.
+void WriteTexts(const Interpreter& stage, const std::string& key, const std::map<std::string, std::string>& texts) {
+  for (const auto& [name, text] : texts)
+    stage.Machine().Write(Wide(stage.aliases.Expand(key)), Wide(name), TextValue(Wide(stage.aliases.Expand(text))));
+}
 
-Sandbox& Interpreter::Machine() {
-  if (m_machine == nullptr) throw std::runtime_error("there is no machine yet");
-  return *m_machine;
+std::string AdapterKey(const std::string& index) {
+  return "<class>\\" + std::string(index.size() < 4 ? 4 - index.size() : 0, '0') + index;
 }
 
 // machine [NAME]: a fresh one, then the commands of machines/NAME.txt.
-void Interpreter::MakeMachine(Words& words) {
-  m_service.Reset();
-  m_machine.reset();
-  m_machine = std::make_unique<Sandbox>();
-  m_aliases = std::make_unique<Aliases>();
+void MakeMachine(Interpreter& stage, Words& words) {
+  stage.service.Reset();
+  stage.machine.emplace();
+  stage.aliases = {};
   ForgetFailures();
   ForgetAnswers();
   ThePlatform() = {};
@@ -65,71 +64,76 @@ void Interpreter::MakeMachine(Words& words) {
   if (words.AtEnd()) return;
   std::istringstream commands(ReadFile(kScenarios + "/machines/" + words.Take() + ".txt"));
   for (std::string line; std::getline(commands, line);) {
-    if (line.starts_with("> ")) RunNested(line.substr(2));
+    if (line.starts_with("> ")) stage.RunCommand(line.substr(2));
   }
 }
 
 // adapter INDEX[,INDEX...] [COMPONENT-ID] [absent]: instances of the network class; absent ones have no device.
-void Interpreter::AddAdapter(Words& words) {
+void AddAdapter(Interpreter& stage, Words& words) {
   const std::vector<std::string> indexes = Listed(words.Take());
   const bool absent = words.Accept("absent");
   const std::string component = absent || words.AtEnd() ? "qvx4\\halvex_eth" : words.Take();
   const bool isPresent = !absent && !words.Accept("absent");
-  for (const std::string& name : indexes) {
-    const std::string key = "<class>\\" + FourDigits(std::stoul(name));
-    RunNested("registry-set " + key + ":NetCfgInstanceId \"{" + name + "}\"");
-    RunNested("registry-set " + key + ":ComponentId \"" + component + "\"");
-    RunNested("registry-set " + key + ":DriverDesc \"Adapter " + name + "\"");
+  for (const std::string& index : indexes) {
+    const std::string key = AdapterKey(index);
+    WriteTexts(
+        stage, key,
+        {{"NetCfgInstanceId", "{" + index + "}"}, {"ComponentId", component}, {"DriverDesc", "Adapter " + index}});
     if (!isPresent) continue;
-    const std::string device = "PCI\\VEN_51A0&DEV_4801\\4&" + name;
-    RunNested("registry-set " + key + ":DeviceInstanceID \"" + device + "\"");
-    RunNested("registry-set SYSTEM\\CurrentControlSet\\Enum\\" + device +
-              ":ClassGUID \"{4D36E972-E325-11CE-BFC1-08002bE10318}\"");
+    const std::string device = "PCI\\VEN_51A0&DEV_4801\\4&" + index;
+    WriteTexts(stage, key, {{"DeviceInstanceID", device}});
+    WriteTexts(stage, "SYSTEM\\CurrentControlSet\\Enum\\" + device,
+               {{"ClassGUID", "{4D36E972-E325-11CE-BFC1-08002bE10318}"}});
   }
 }
 
 // parameter ADAPTER[,ADAPTER...] KEYWORD[,KEYWORD...] NAME=VALUE... [enum VALUE...]: descriptions below Ndi\config;
 // ParamDesc is the keyword unless given, each value of an enumeration its own description, # the keyword's number.
-void Interpreter::AddParameter(Words& words) {
+void AddParameter(Interpreter& stage, Words& words) {
   const std::vector<std::string> adapters = Listed(words.Take());
   const std::vector<std::string> keywords = Listed(words.Take());
-  const std::string description = words.TakeRest();
+  std::map<std::string, std::string> texts;
+  std::map<std::string, std::string> values;
+  while (!words.AtEnd() && !words.Accept("enum")) {
+    const auto [name, value, quoted] = words.TakeAssignment();
+    texts[name] = value;
+  }
+  while (!words.AtEnd()) {
+    const std::string value = words.Take();
+    values[value] = value;
+  }
   for (const std::string& adapter : adapters) {
-    for (std::size_t at = 0; at < keywords.size(); ++at) {
-      const std::string key = "<class>\\" + FourDigits(std::stoul(adapter)) + "\\Ndi\\config\\" + keywords[at];
-      RunNested("registry-set " + key + ":ParamDesc \"" + keywords[at] + "\"");
-      Words rest(description);
-      while (!rest.AtEnd() && !rest.Accept("enum")) {
-        const auto [name, value, quoted] = rest.TakeAssignment();
-        RunNested("registry-set " + key + ":" + name + " \"" + (value == "#" ? std::to_string(at + 1) : value) + "\"");
-      }
-      while (!rest.AtEnd()) {
-        const std::string value = rest.Take();
-        RunNested("registry-set " + key + "\\Enum:" + value + " \"" + value + "\"");
-      }
+    int number = 0;
+    for (const std::string& keyword : keywords) {
+      const std::string key = AdapterKey(adapter) + "\\Ndi\\config\\" + keyword;
+      WriteTexts(stage, key, {{"ParamDesc", keyword}});
+      ++number;
+      for (const auto& [name, text] : texts)
+        WriteTexts(stage, key, {{name, text == "#" ? std::to_string(number) : text}});
+      WriteTexts(stage, key + "\\Enum", values);
     }
   }
 }
 
 // vlan ADAPTER NUMBER NAME [PRIORITY]: created by a put of which nothing is shown.
-void Interpreter::AddVlan(Words& words) {
+void AddVlan(Interpreter& stage, Words& words) {
   const std::string parent = words.Take();
   const std::string number = words.Take();
   const std::string name = words.Take();
   const std::string priority = words.AtEnd() ? "0" : words.Take();
-  RunNested("put QvrnEN_VLAN ParentDeviceID=\"" + parent + "\" VLANName=\"" + name + "\" VLANNumber=" + number +
-            " VLANPriority=" + priority);
-  for (const Event& event : TakeEvents()) m_aliases->Shorten(event.text);
+  stage.RunCommand("put QvrnEN_VLAN ParentDeviceID=\"" + parent + "\" VLANName=\"" + name + "\" VLANNumber=" + number +
+                   " VLANPriority=" + priority);
+  for (const Event& event : TakeEvents()) stage.aliases.Shorten(event.text);
 }
 
 // registry-set KEY[:NAME] ["TEXT" | multi "TEXT"... [times N] | dword NUMBER | type NUMBER HEX...]; without a value only
 // the key.
-void Interpreter::WriteRegistry(Words& words) {
-  const auto [key, name] = SplitName(Expanded(words));
+void WriteRegistry(Interpreter& stage, Words& words) {
+  const auto [key, name] = SplitName(stage.Expanded(words));
   StoredValue value;
   if (words.Accept("multi")) {
     std::vector<std::wstring> texts;
-    while (!words.AtEnd() && !words.Accept("times")) texts.push_back(Wide(Expanded(words)));
+    while (!words.AtEnd() && !words.Accept("times")) texts.push_back(Wide(stage.Expanded(words)));
     if (!words.AtEnd()) texts.resize(words.TakeNumber(), texts.back());
     value = MultiStringValue(texts);
   } else if (words.Accept("dword")) {
@@ -139,25 +143,24 @@ void Interpreter::WriteRegistry(Words& words) {
   } else if (words.Accept("type")) {
     value.type = words.TakeNumber();
     while (!words.AtEnd()) value.data.push_back(static_cast<BYTE>(std::stoul(words.Take(), nullptr, 16)));
-  } else if (words.Accept("raw")) {
-    // Characters as they are, without a terminator of their own.
-    value = TextValue(Wide(Expanded(words)));
-    value.data.resize(value.data.size() - sizeof(wchar_t));
   } else if (!words.AtEnd()) {
-    value = TextValue(Wide(Expanded(words)));
+    // Raw: characters as they are, without a terminator of their own.
+    const bool isRaw = words.Accept("raw");
+    value = TextValue(Wide(stage.Expanded(words)));
+    if (isRaw) value.data.resize(value.data.size() - sizeof(wchar_t));
   }
-  Machine().Write(key, name, value);
+  stage.Machine().Write(key, name, value);
 }
 
-void Interpreter::DeleteRegistry(Words& words) {
-  const auto [key, name] = SplitName(Expanded(words));
-  Machine().Delete(key, name);
+void DeleteRegistry(Interpreter& stage, Words& words) {
+  const auto [key, name] = SplitName(stage.Expanded(words));
+  stage.Machine().Delete(key, name);
 }
 
 // registry PART: the values whose path contains it.
-void Interpreter::ShowRegistry(Words& words) {
-  const std::string part = Expanded(words);
-  for (const auto& [name, value] : Machine().Registry()) {
+void ShowRegistry(Interpreter& stage, Words& words) {
+  const std::string part = stage.Expanded(words);
+  for (const auto& [name, value] : stage.Machine().Registry()) {
     const std::string path = Utf8(name);
     if (path.find(part) == std::string::npos || value.type == REG_NONE) continue;
     Note("result", "", path + " " + ValueText(value));
@@ -165,53 +168,43 @@ void Interpreter::ShowRegistry(Words& words) {
 }
 
 // level anonymous | identify | impersonate | delegate | none: of the client from here on.
-void Interpreter::SetLevel(Words& words) {
+void SetLevel(Interpreter& stage, Words& words) {
   static const std::map<std::string, DWORD> levels = {
       {"none", 0}, {"anonymous", 1}, {"identify", 2}, {"impersonate", 3}, {"delegate", 4}};
-  m_service.level = levels.at(words.Take());
+  stage.service.level = levels.at(words.Take());
 }
 
 // lock "NAME" | off: another program holds the write lock of the network configuration.
-void Interpreter::SetLock(Words& words) {
+void SetLock(Interpreter& stage, Words& words) {
   if (words.Accept("off")) {
-    Machine().Delete(lab::kLabKey, L"ForeignLock");
+    stage.Machine().Delete(lab::kLabKey, L"ForeignLock");
   } else {
-    Machine().Write(lab::kLabKey, L"ForeignLock", TextValue(Wide(words.Take())));
+    stage.Machine().Write(lab::kLabKey, L"ForeignLock", TextValue(Wide(words.Take())));
   }
 }
 
 // links NAME=up|down...: the network interfaces that the platform lists.
-void Interpreter::SetLinks(Words& words) {
+void SetLinks(Interpreter& stage, Words& words) {
   ThePlatform().interfaces = {{"lo", true}};
   while (!words.AtEnd()) {
     const auto [name, value, quoted] = words.TakeAssignment();
-    ThePlatform().interfaces.emplace_back(m_aliases->Expand(name), value == "up");
+    ThePlatform().interfaces.emplace_back(stage.aliases.Expand(name), value == "up");
   }
 }
 
-// host messages|visible|os2008|processors N|console TYPED...: what a host of the code may set, or the platform may be.
-void Interpreter::SetHost(Words& words) {
-  while (!words.AtEnd()) {
-    if (words.Accept("messages")) {
-      qvrn::g_hResourceModule = ::GetModuleHandleW(nullptr);
-    } else if (words.Accept("visible")) {
-      ThePlatform().windowStationVisible = true;
-    } else if (words.Accept("os2008")) {
-      qvrn::p_bIsOs2008 = true;
-    } else if (words.Accept("processors")) {
-      ThePlatform().processors = words.TakeNumber();
-    } else if (words.Accept("console")) {
-      ThePlatform().typed = Wide(words.Take());
-    } else {
-      throw std::runtime_error("unknown: host " + words.TakeRest());
-    }
-  }
+// host [visible] [messages] [os2008] [processors N] [console TYPED]: what a host of the code may set, or the platform may be.
+void SetHost(Interpreter&, Words& words) {
+  if (words.Accept("visible")) ThePlatform().windowStationVisible = true;
+  if (words.Accept("messages")) qvrn::g_hResourceModule = ::GetModuleHandleW(nullptr);
+  if (words.Accept("os2008")) qvrn::p_bIsOs2008 = true;
+  if (words.Accept("processors")) ThePlatform().processors = words.TakeNumber();
+  if (words.Accept("console")) ThePlatform().typed = Wide(words.Take());
 }
 
 // file [utf-16] PATH TEXT: writes a file; text in quotes may have more lines than one.
-void Interpreter::WriteFile(Words& words) {
+void WriteFile(Interpreter& stage, Words& words) {
   const bool isWide = words.Accept("utf-16");
-  const std::string path = Expanded(words);
+  const std::string path = stage.Expanded(words);
   std::string text = words.TakeRest();
   if (text.starts_with('"')) text = Words(text).Take();
   const std::wstring wide = L"\uFEFF" + Wide(text);
@@ -220,16 +213,16 @@ void Interpreter::WriteFile(Words& words) {
 }
 
 // cat PATH: a file, without the line ends at its end.
-void Interpreter::ShowFile(Words& words) {
-  std::string text = ReadFile(Expanded(words));
+void ShowFile(Interpreter& stage, Words& words) {
+  std::string text = ReadFile(stage.Expanded(words));
   text.erase(text.find_last_not_of("\r\n") + 1);
   Note("result", "", text);
 }
 
 // fail CALL [PART] CODE [skip N] [times N]: lets calls under observation fail, once unless said otherwise.
-void Interpreter::Fail(Words& words) {
+void Fail(Interpreter& stage, Words& words) {
   const std::string name = words.Take();
-  std::string part = Expanded(words);
+  std::string part = stage.Expanded(words);
   Words rest = words;
   const bool isCode = rest.AtEnd() || rest.Accept("skip") || rest.Accept("times");
   const auto code = static_cast<std::uint32_t>(isCode ? std::stoul(part, nullptr, 0) : words.TakeNumber());
@@ -239,25 +232,55 @@ void Interpreter::Fail(Words& words) {
   FailCalls(name, part, code, skip, times);
 }
 
-// answer NAME=VALUE: what every object answers when this property is read in the next request.
-void Interpreter::Answer(Words& words) {
-  for (const PropertyValue& property : TakeProperties(words)) {
-    VARIANT value = {};
-    value.vt = property.type;
-    if (property.type == VT_I4) value.lVal = property.number;
-    if (property.type == VT_BSTR) value.bstrVal = ::SysAllocString(property.text.c_str());
-    AnswerProperty(property.name, value);
-    ::VariantClear(&value);
+// answer NAME=VALUE...: what every object answers when this property is read in the next request.
+void Answer(Interpreter& stage, Words& words) {
+  for (const PropertyValue& property : stage.TakeProperties(words)) {
+    qvrn::Variant value;
+    property.Set(*value.Get());
+    AnswerProperty(property.name, *value.Get());
   }
 }
 
-// show KIND|CALL...: also shows these from here on; hide takes them back.
-void Interpreter::Show(Words& words) {
-  while (!words.AtEnd()) m_shown.insert(words.Take());
+// provider new N [without-namespace] | use N | release N
+void UseProvider(Interpreter& stage, Words& words) {
+  const std::string verb = words.Take();
+  const int number = static_cast<int>(words.TakeNumber());
+  if (verb == "new") stage.service.Create(number, !words.Accept("without-namespace"));
+  if (verb == "use") stage.service.Use(number);
+  if (verb == "release") stage.service.Release(number);
 }
 
-void Interpreter::Hide(Words& words) {
-  while (!words.AtEnd()) m_shown.erase(words.Take());
+// show KIND|CALL...: also shows these from here on; hide takes them back.
+void Show(Interpreter& stage, Words& words) {
+  while (!words.AtEnd()) stage.shown.insert(words.Take());
+}
+
+void Hide(Interpreter& stage, Words& words) {
+  while (!words.AtEnd()) stage.shown.erase(words.Take());
+}
+
+}  // namespace
+
+const Commands& ArrangingCommands() {
+  static const Commands commands = {{"machine", MakeMachine},
+                                    {"adapter", AddAdapter},
+                                    {"parameter", AddParameter},
+                                    {"vlan", AddVlan},
+                                    {"registry-set", WriteRegistry},
+                                    {"registry-delete", DeleteRegistry},
+                                    {"registry", ShowRegistry},
+                                    {"level", SetLevel},
+                                    {"lock", SetLock},
+                                    {"links", SetLinks},
+                                    {"host", SetHost},
+                                    {"file", WriteFile},
+                                    {"cat", ShowFile},
+                                    {"fail", Fail},
+                                    {"answer", Answer},
+                                    {"show", Show},
+                                    {"hide", Hide},
+                                    {"provider", UseProvider}};
+  return commands;
 }
 
 }  // namespace scenario

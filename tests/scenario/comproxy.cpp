@@ -77,11 +77,11 @@ std::string ArgumentText(char letter, Word argument) {
 
 std::string CallText(const StandIn& object, const Method& method, const Arguments& arguments) {
   std::string text;
-  for (std::size_t i = 0; method.arguments[i] != '\0'; ++i) {
+  for (std::size_t i = 0; i < method.arguments.size(); ++i) {
     const std::string argument = ArgumentText(method.arguments[i], arguments[i]);
     if (!argument.empty()) text += (text.empty() ? "" : ", ") + argument;
   }
-  return std::string(object.face->name) + "::" + method.name + "(" + text + ")";
+  return object.face->name + "::" + method.name + "(" + text + ")";
 }
 
 HRESULT CallTarget(const StandIn& object, int slot, const Arguments& a) {
@@ -94,7 +94,7 @@ HRESULT CallTarget(const StandIn& object, int slot, const Arguments& a) {
 // Wraps what the call handed out.
 void WrapResults(const Method& method, const Arguments& arguments) {
   const IID* id = method.out;
-  for (std::size_t i = 0; method.arguments[i] != '\0'; ++i) {
+  for (std::size_t i = 0; i < method.arguments.size(); ++i) {
     if (method.arguments[i] == 'q') id = reinterpret_cast<const IID*>(arguments[i]);
     auto* const result = reinterpret_cast<IUnknown**>(arguments[i]);
     if (method.arguments[i] == 'o' && id != nullptr && result != nullptr && *result != nullptr)
@@ -117,25 +117,21 @@ HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
   const bool observed = IsObserved();
   const Observation unobserved(false);
   if (method == methods.end()) return CallTarget(object, slot, arguments);
-  const std::string name = std::string(object.face->name) + "::" + method->name;
+  const std::string name = object.face->name + "::" + method->name;
   std::string text = CallText(object, *method, arguments);
   const bool isAnswered = observed && Answer(name, arguments);
   if (const auto code = observed ? FailureOf(name, text) : std::nullopt) {
-    for (std::size_t i = 0; method->arguments[i] != '\0'; ++i) {
+    for (std::size_t i = 0; i < method->arguments.size(); ++i) {
       if (method->arguments[i] == 'o' && arguments[i] != 0) *reinterpret_cast<void**>(arguments[i]) = nullptr;
     }
     Note(object.face->kind, name, text + " fails");
     return static_cast<HRESULT>(*code);
   }
-  if (isAnswered) {
-    Note(object.face->kind, name, std::move(text));
-    return WBEM_S_NO_ERROR;
-  }
-  for (std::size_t i = 0; method->arguments[i] != '\0'; ++i) {
+  for (std::size_t i = 0; i < method->arguments.size(); ++i) {
     if (method->arguments[i] == 'i')
       arguments[i] = reinterpret_cast<Word>(Unwrap(reinterpret_cast<IUnknown*>(arguments[i])));
   }
-  const HRESULT hr = CallTarget(object, slot, arguments);
+  const HRESULT hr = isAnswered ? S_OK : CallTarget(object, slot, arguments);
   if (SUCCEEDED(hr) && observed) WrapResults(*method, arguments);
   if (hr != S_OK) text += " = " + Hex(static_cast<std::uint32_t>(hr));
   if (observed) Note(object.face->kind, name, std::move(text));
@@ -148,7 +144,7 @@ HRESULT STDMETHODCALLTYPE QueryStandIn(StandIn* self, REFIID id, void** object) 
   const bool observed = IsObserved();
   const Observation unobserved(false);
   if (observed) {
-    const std::string name = std::string(self->face->name) + "::QueryInterface";
+    const std::string name = self->face->name + "::QueryInterface";
     const std::string text = name + "(" + GuidName(id) + ")";
     const auto code = FailureOf(name, text);
     Note("query", name, text + (code ? " fails" : ""));

@@ -14,18 +14,18 @@ namespace scenario {
 /// A method of an interface, as far as its calls are told.
 struct Method {
   int slot;  ///< in the virtual table
-  const char* name;
+  std::string name;
   /// One letter per argument: s text, n number, x number in hexadecimal, b VARIANT_BOOL, g address of a GUID, t address
   /// of an OBO_TOKEN (nothing for none), v address of a VARIANT or VARIANT by value, i an interface that goes in, o an
   /// interface that comes out, q the identifier of the o behind it, - not told.
-  const char* arguments;
+  std::string arguments;
   const IID* out = nullptr;  ///< of `o`, without a `q`
 };
 
 struct Interface {
   const IID* id;
-  const char* name;
-  const char* kind;  ///< of the events
+  std::string name;
+  std::string kind;  ///< of the events
   std::vector<Method> methods;
 };
 

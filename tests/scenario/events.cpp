@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <map>
 #include <mutex>
 #include <utility>
 
@@ -18,6 +19,8 @@ struct Failure {
   int times;
   bool used = false;
 };
+
+const std::map<char, const char*> kEscapes = {{'\n', "\\n"}, {'\t', "\\t"}, {'\r', "\\r"}};
 
 std::mutex g_lock;
 std::vector<Event> g_events;
@@ -80,23 +83,6 @@ std::optional<std::uint32_t> FailureOf(std::string_view name, std::string_view t
   return std::nullopt;
 }
 
-std::string Utf8(std::wstring_view text) {
-  const int chars = static_cast<int>(text.size());
-  std::string utf8(text.size() * 3, '\0');
-  const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), chars, utf8.data(), static_cast<int>(utf8.size()),
-                                          nullptr, nullptr);
-  utf8.resize(static_cast<std::size_t>(bytes));
-  return utf8;
-}
-
-std::wstring Wide(std::string_view utf8) {
-  const int bytes = static_cast<int>(utf8.size());
-  std::wstring text(utf8.size(), L'\0');
-  const int chars = ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, text.data(), bytes);
-  text.resize(static_cast<std::size_t>(chars));
-  return text;
-}
-
 std::string Hex(std::uint32_t number) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(number));
@@ -107,13 +93,8 @@ std::string Quoted(const wchar_t* text) {
   if (text == nullptr) return "(null)";
   std::string quoted = "\"";
   for (const char c : Utf8(text)) {
-    if (c == '\n') {
-      quoted += "\\n";
-    } else if (c == '\t' || c == '\r') {
-      quoted += c == '\t' ? "\\t" : "\\r";
-    } else {
-      quoted += c;
-    }
+    const auto escape = kEscapes.find(c);
+    quoted += escape == kEscapes.end() ? std::string(1, c) : escape->second;
   }
   return quoted + "\"";
 }

@@ -2,11 +2,15 @@
 // the namespace, traces, printed lines, assertions, boxes.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
+
+#include "lab/widetext.h"
 
 namespace scenario {
 
@@ -47,8 +51,14 @@ std::vector<std::string> ForgetFailures();
 /// The code that this call has to fail with.
 std::optional<std::uint32_t> FailureOf(std::string_view name, std::string_view text);
 
-std::string Utf8(std::wstring_view text);
-std::wstring Wide(std::string_view utf8);
+using lab::Utf8;
+using lab::Wide;
+/// A table of rows.
+template <typename... Rows>
+std::array<std::common_type_t<Rows...>, sizeof...(Rows)> ListOf(Rows... rows) {
+  return {rows...};
+}
+
 /// 0x8004A024.
 std::string Hex(std::uint32_t number);
 /// Text in quotes, control characters escaped; (null) for none.

@@ -19,6 +19,7 @@ const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "ass
                                             "box",      "kept",   "client", "error"};
 
 const std::string kEach = "> each ";
+constexpr char kArrow[] = " => ";
 
 void NoteAssertion(const char* expression, const char* file, unsigned line) {
   const Observation unobserved(false);
@@ -40,8 +41,6 @@ std::string WithoutKeyParts(const std::string& text) {
   return std::regex_replace(text, parts, "");
 }
 
-constexpr char kArrow[] = " => ";
-
 bool IsCommand(const std::string& line) { return line.starts_with("> "); }
 // One line for a command and what is seen.
 bool IsRow(const std::string& line) { return line.starts_with(">> "); }
@@ -55,16 +54,32 @@ std::string Joined(const std::vector<std::string>& texts) {
   return all;
 }
 
-// The line of a command with a row's words in place of each {}.
-std::string Filled(std::string command, const std::string& words) {
-  for (std::size_t at = 0; (at = command.find("{}", at)) != std::string::npos; at += words.size())
-    command.replace(at, 2, words);
-  return command;
-}
+/// An acting command while it runs: notes what the registry is afterwards that it was not before, only where that is
+/// shown, as it costs time. A failure that no call met is a mistake of the scenario.
+class Act {
+ public:
+  Act(const Sandbox& machine, bool isShown) : m_machine(machine), m_isShown(isShown) {
+    if (m_isShown) m_before = machine.Registry();
+  }
+  Act(const Act&) = delete;
+  Act& operator=(const Act&) = delete;
+  ~Act() {
+    if (m_isShown) {
+      for (const std::string& change : Changes(m_before, m_machine.Registry())) Note("registry", "", change);
+    }
+    ForgetAnswers();
+    for (const std::string& unused : ForgetFailures()) Note("error", "", "no call failed: " + unused);
+  }
+
+ private:
+  const Sandbox& m_machine;
+  bool m_isShown;
+  Snapshot m_before;
+};
 
 }  // namespace
 
-Interpreter::Interpreter() : m_shown(kAlwaysShown) {
+Interpreter::Interpreter() : shown(kAlwaysShown) {
   qvrn::SetAssertionReporter(NoteAssertion);
   qvrn::SetPrinter([](const char* text) {
     const Observation unobserved(false);
@@ -72,9 +87,26 @@ Interpreter::Interpreter() : m_shown(kAlwaysShown) {
   });
 }
 
-Interpreter::~Interpreter() {
-  m_service.Reset();
-  m_machine.reset();
+Interpreter::~Interpreter() { service.Reset(); }
+
+const Sandbox& Interpreter::Machine() const {
+  if (!machine) throw std::runtime_error("there is no machine yet");
+  return *machine;
+}
+
+std::vector<PropertyValue> Interpreter::TakeProperties(Words& words) const {
+  std::vector<PropertyValue> properties;
+  while (!words.AtEnd()) {
+    const auto [name, value, quoted] = words.TakeAssignment();
+    PropertyValue property = {Wide(name), VT_NULL, L"", 0};
+    if (quoted) {
+      property = {Wide(name), VT_BSTR, Wide(aliases.Expand(value)), 0};
+    } else if (value != "null") {
+      property = {Wide(name), VT_I4, L"", std::stol(value)};
+    }
+    properties.push_back(property);
+  }
+  return properties;
 }
 
 std::string Interpreter::Replay(const std::string& text) {
@@ -85,10 +117,13 @@ std::string Interpreter::Replay(const std::string& text) {
     const std::string& line = lines[at++];
     if (IsRow(line)) {
       const std::string row = line.substr(0, line.find(kArrow));
-      const std::string command = each.empty() ? row.substr(3) : Filled(each, row.substr(3));
-      replayed += row + kArrow + Joined(Tell(command)) + "\n";
+      const std::string words = row.substr(3);
+      const std::string seen = Joined(Tell(each.empty() ? words : Replaced(each, "{}", words)));
+      replayed += row + (seen.empty() ? "" : kArrow + seen) + "\n";
       continue;
     }
+    // What stands below no command is not seen.
+    if (IsSeen(line)) continue;
     replayed += line + "\n";
     if (!IsCommand(line)) continue;
     each = line.starts_with(kEach) ? line.substr(kEach.size()) : "";
@@ -99,10 +134,10 @@ std::string Interpreter::Replay(const std::string& text) {
   return replayed;
 }
 
-std::vector<std::string> Interpreter::Tell(const std::string& command) {
-  std::vector<std::string> seen = Run(command);
-  if (command.starts_with("machine")) m_story.clear();
-  if (!command.starts_with("sweep")) m_story.push_back(command);
+std::vector<std::string> Interpreter::Tell(const std::string& line) {
+  std::vector<std::string> seen = Run(line);
+  if (line.starts_with("machine")) m_story.clear();
+  if (!line.starts_with("sweep")) m_story.push_back(line);
   return seen;
 }
 
@@ -111,7 +146,8 @@ std::vector<std::string> Interpreter::CommandsOf(const std::string& line) {
   std::vector<std::string> commands = {line};
   for (std::size_t at = 0; (at = commands.back().find("; ", at)) != std::string::npos; ++at) {
     const std::string next = commands.back().substr(at + 2);
-    if (!Commands().contains(next.substr(0, next.find(' ')))) continue;
+    const std::string name = next.substr(0, next.find(' '));
+    if (name != "sweep" && !ArrangingCommands().contains(name) && !ActingCommands().contains(name)) continue;
     commands.back().erase(at);
     commands.push_back(next);
     at = static_cast<std::size_t>(-1);
@@ -122,89 +158,55 @@ std::vector<std::string> Interpreter::CommandsOf(const std::string& line) {
 std::vector<std::string> Interpreter::Run(const std::string& line) {
   try {
     TakeEvents();
-    for (const std::string& command : CommandsOf(line)) RunNested(command);
-    return Seen();
+    for (const std::string& command : CommandsOf(line)) RunCommand(command);
   } catch (const std::exception& error) {
     return {"error: " + std::string(error.what())};
   }
+  std::vector<std::string> seen;
+  for (Event& event : TakeEvents()) {
+    // Short names are given in the order of all events, so that showing more changes none.
+    event.text = aliases.Shorten(event.text);
+    if (IsShown(event)) seen.push_back(Line(event));
+  }
+  return seen;
 }
 
-void Interpreter::RunNested(const std::string& line) {
+void Interpreter::RunCommand(const std::string& line) {
   Words words(line);
   const std::string name = words.Take();
-  const auto command = Commands().find(name);
-  if (command == Commands().end()) throw std::runtime_error("no such command: " + name);
-  (this->*command->second)(words);
+  if (const auto arranging = ArrangingCommands().find(name); arranging != ArrangingCommands().end()) {
+    arranging->second(*this, words);
+  } else if (const auto acting = ActingCommands().find(name); acting != ActingCommands().end()) {
+    const Act act(Machine(), ShowsRegistry());
+    acting->second(*this, words);
+  } else if (name == "sweep") {
+    Sweep(words);
+  } else {
+    throw std::runtime_error("no such command: " + name);
+  }
   if (!words.AtEnd()) throw std::runtime_error("too many words: " + words.TakeRest());
 }
 
 // By kind, by name, or by "KIND:PART" of the text.
 bool Interpreter::IsShown(const Event& event) const {
-  if (m_shown.contains(event.kind) || (!event.name.empty() && m_shown.contains(event.name))) return true;
+  if (shown.contains(event.kind) || (!event.name.empty() && shown.contains(event.name))) return true;
   const std::string prefix = event.kind + ":";
-  for (auto part = m_shown.lower_bound(prefix); part != m_shown.end() && part->starts_with(prefix); ++part) {
+  for (auto part = shown.lower_bound(prefix); part != shown.end() && part->starts_with(prefix); ++part) {
     if (event.text.find(part->substr(prefix.size())) != std::string::npos) return true;
   }
   return false;
 }
 
 bool Interpreter::ShowsRegistry() const {
-  return std::any_of(m_shown.begin(), m_shown.end(),
-                     [](const std::string& name) { return name.starts_with("registry"); });
+  return std::any_of(shown.begin(), shown.end(), [](const std::string& name) { return name.starts_with("registry"); });
 }
 
 std::string Interpreter::Line(const Event& event) const {
   const bool isPlain = event.kind == "result" || event.kind == "assertion" || event.kind == "client" ||
                        event.kind == "error" || !event.name.empty();
-  const bool isWhole = event.kind != "indicate" || m_shown.contains("SystemName");
+  const bool isWhole = event.kind != "indicate" || shown.contains("SystemName");
   const std::string text = isWhole ? event.text : WithoutKeyParts(event.text);
   return isPlain ? text : event.kind + " " + text;
-}
-
-std::vector<std::string> Interpreter::Seen() {
-  std::vector<std::string> seen;
-  for (Event& event : TakeEvents()) {
-    // Short names are given in the order of all events, so that showing more changes none.
-    if (m_aliases != nullptr) event.text = m_aliases->Shorten(event.text);
-    if (IsShown(event)) seen.push_back(Line(event));
-  }
-  return seen;
-}
-
-const std::map<std::string, Interpreter::Command>& Interpreter::Commands() {
-  static const std::map<std::string, Command> commands = {
-      {"machine", &Interpreter::MakeMachine},
-      {"adapter", &Interpreter::AddAdapter},
-      {"parameter", &Interpreter::AddParameter},
-      {"vlan", &Interpreter::AddVlan},
-      {"registry-set", &Interpreter::WriteRegistry},
-      {"registry-delete", &Interpreter::DeleteRegistry},
-      {"registry", &Interpreter::ShowRegistry},
-      {"level", &Interpreter::SetLevel},
-      {"lock", &Interpreter::SetLock},
-      {"links", &Interpreter::SetLinks},
-      {"host", &Interpreter::SetHost},
-      {"file", &Interpreter::WriteFile},
-      {"cat", &Interpreter::ShowFile},
-      {"fail", &Interpreter::Fail},
-      {"answer", &Interpreter::Answer},
-      {"show", &Interpreter::Show},
-      {"hide", &Interpreter::Hide},
-      {"provider", &Interpreter::UseProvider},
-      {"enumerate", &Interpreter::Enumerate},
-      {"get", &Interpreter::Get},
-      {"put", &Interpreter::Put},
-      {"change", &Interpreter::Change},
-      {"delete", &Interpreter::Delete},
-      {"method", &Interpreter::CallMethod},
-      {"add-miniport", &Interpreter::AddMiniport},
-      {"remove-miniport", &Interpreter::RemoveMiniport},
-      {"install", &Interpreter::InstallDriver},
-      {"call", &Interpreter::Call},
-      {"qvrnctl", &Interpreter::RunClient},
-      {"sweep", &Interpreter::Sweep},
-  };
-  return commands;
 }
 
 }  // namespace scenario

@@ -11,9 +11,11 @@
 #include <fstream>
 #include <iterator>
 
+#include "lab/host/importpatch.h"
 #include "lab/netcfg/netcfg.h"
 #include "lab/wmi/wbemhost.h"
 #include "tests/scenario/interpreter.h"
+#include "tests/scenario/platformcalls.h"
 #include "tests/support/crashexit.h"
 #include "tools/wmi/qvrnwmiprovider/selfregistration.h"
 
@@ -64,6 +66,11 @@ int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   tests::EndOnCrash();
   ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  for (const scenario::Replacement& replacement : scenario::Replacements()) {
+    // This program has memory of its own.
+    if (std::string_view(replacement.function) != "malloc")
+      lab::PatchImport(::GetModuleHandleW(nullptr), replacement.function, replacement.with);
+  }
   RegisterClass(CLSID_CNetCfg, lab::NetCfgClassFactory());
   RegisterClass(CLSID_WbemLocator, lab::LocatorClassFactory());
   IClassFactory* provider = nullptr;

@@ -1,19 +1,135 @@
 #include "tests/scenario/platformcalls.h"
 
+#include <winsock2.h>
+// Behind it.
+#include <windows.h>
+
+#include <iphlpapi.h>
 #include <netcfgx.h>
+#include <objbase.h>
+#include <oleauto.h>
+#include <setupapi.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <type_traits>
 
 #include "lab/netcfg/netcfg.h"
-#include "tests/scenario/platformhooks.h"
+#include "tests/scenario/comproxy.h"
+#include "tests/scenario/events.h"
+
+// Two of the functions carry attributes that matter to callers alone.
+#pragma GCC diagnostic ignored "-Wignored-attributes"
 
 namespace scenario {
 namespace {
 
-template <typename Function>
-void* Address(Function function) {
-  return reinterpret_cast<void*>(function);
+template <std::size_t Size>
+struct Text {
+  char value[Size];
+  constexpr Text(const char (&text)[Size]) { std::copy_n(text, Size, value); }  // NOLINT(google-explicit-constructor)
+};
+
+// --- Arguments as text ---------------------------------------------------------------------------------------------
+
+void Append(std::string& list, const std::string& argument) { list += (list.empty() ? "" : ", ") + argument; }
+
+void Describe(std::string& list, const wchar_t* text) { Append(list, Quoted(text)); }
+void Describe(std::string& list, REFGUID guid) { Append(list, GuidName(guid)); }
+// The attributes that occur.
+void Describe(std::string& list, TOKEN_PRIVILEGES* privileges) {
+  if (privileges == nullptr) return;
+  std::set<DWORD> attributes;
+  for (DWORD i = 0; i < privileges->PrivilegeCount; ++i) attributes.insert(privileges->Privileges[i].Attributes);
+  std::string text;
+  for (const DWORD attribute : attributes) text += (text.empty() ? "" : " ") + Hex(attribute);
+  Append(list, text);
+}
+// A size that the call may change: what it is before.
+void Describe(std::string& list, DWORD* number) {
+  if (number != nullptr) Append(list, std::to_string(*number));
+}
+template <typename Type>
+void Describe(std::string& list, Type argument) {
+  if constexpr (std::is_same_v<Type, const SP_CLASSINSTALL_HEADER*> || std::is_same_v<Type, SP_CLASSINSTALL_HEADER*>) {
+    const auto* change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(argument);
+    for (const DWORD number :
+         {argument->cbSize, DWORD{argument->InstallFunction}, change->StateChange, change->Scope, change->HwProfile})
+      Append(list, std::to_string(number));
+  } else if constexpr (std::is_integral_v<Type> || std::is_enum_v<Type>) {
+    const auto number = static_cast<std::uint32_t>(argument);
+    Append(list, number < 4096 ? std::to_string(number) : Hex(number));
+  } else if constexpr (std::is_same_v<Type, const GUID*>) {
+    Append(list, argument == nullptr ? "(null)" : GuidName(*argument));
+  }
 }
 
-}  // namespace
+// --- Calls ---------------------------------------------------------------------------------------------------------
+
+// How a function says that it failed.
+template <typename Result>
+Result Failed(std::string_view kind, std::uint32_t code) {
+  static_cast<void>(kind);
+  ::SetLastError(code);
+  if constexpr (std::is_void_v<Result>) {
+    return;
+  } else if constexpr (std::is_same_v<Result, HANDLE>) {
+    return kind == "memory" ? nullptr : INVALID_HANDLE_VALUE;
+  } else if constexpr (std::is_pointer_v<Result>) {
+    return nullptr;
+  } else if constexpr (std::is_same_v<Result, BOOL>) {
+    return FALSE;
+  } else {
+    return static_cast<Result>(code);
+  }
+}
+
+template <typename Result>
+std::string ResultText(Result result, DWORD error) {
+  if constexpr (std::is_same_v<Result, BOOL>) return result ? "" : " = FALSE " + Hex(error);
+  if constexpr (std::is_integral_v<Result> && !std::is_same_v<Result, BOOL>)
+    return result == 0 ? "" : " = " + (result > 0 && result < 4096 ? std::to_string(result) : Hex(result));
+  return "";
+}
+
+// BOOL and HRESULT are of different types (int and long), as are LSTATUS and HRESULT not: their results read alike.
+template <Text Kind, Text Name, Text Module, typename Function>
+struct Call;
+template <Text Kind, Text Name, Text Module, typename Result, typename... Types>
+struct Call<Kind, Name, Module, Result(WINAPI*)(Types...)> {
+  static Result Real(Types... arguments) {
+    static const auto real = reinterpret_cast<Result(WINAPI*)(Types...)>(
+        reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryA(Module.value), Name.value)));
+    return real(arguments...);
+  }
+  static Result WINAPI Observe(Types... arguments) {
+    if (!IsObserved()) return Real(arguments...);
+    const Observation unobserved(false);
+    std::string text;
+    (Describe(text, arguments), ...);
+    text = std::string(Name.value) + "(" + text + ")";
+    if (const auto code = FailureOf(Name.value, text)) {
+      Note(Kind.value, Name.value, text + " fails");
+      return Failed<Result>(Kind.value, *code);
+    }
+    ::SetLastError(0);
+    if constexpr (std::is_void_v<Result>) {
+      Note(Kind.value, Name.value, text);
+      Real(arguments...);
+    } else {
+      const Result result = Real(arguments...);
+      const DWORD error = ::GetLastError();
+      Note(Kind.value, Name.value, text + ResultText(result, error));
+      ::SetLastError(error);
+      return result;
+    }
+  }
+};
+
+// --- Functions with an answer of their own -------------------------------------------------------------------------
 
 void WINAPI WriteTrace(const wchar_t* text) {
   const Observation unobserved(false);
@@ -121,20 +237,44 @@ ULONG WINAPI ListAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
   return ERROR_SUCCESS;
 }
 
-const std::vector<Replacement>& Replacements() {
-  static const std::vector<Replacement> all = {
-#define ROW(kind, function, module) \
-  {#function, Address(&Call<kind, #function, module, decltype(&::function)>::Observe)},
-      SCENARIO_OBSERVED(ROW)
-#undef ROW
-#define ROW(function, replacement) {#function, Address(&replacement)},
-          SCENARIO_ANSWERED(ROW)
-#undef ROW
-              {"GetAdaptersAddresses", Address(&ListAddresses)},
-      {"malloc", Address(&Call<"memory", "malloc", "msvcrt", decltype(&::malloc)>::Observe)},
-  };
-  return all;
+// --- All of them ----------------------------------------------------------------------------------------------------
+
+template <typename Function>
+Replacement Row(const char* name, Function function) {
+  return {name, reinterpret_cast<void*>(function)};
 }
+
+#define OBSERVED(kind, module, function) Row(#function, Call<kind, #function, module, decltype(&::function)>::Observe)
+#define REG(function) OBSERVED("reg", "advapi32", function)
+#define SETUP(function) OBSERVED("setup", "setupapi", function)
+#define FILES(function) OBSERVED("file", "kernel32", function)
+#define ANSWERED(function, replacement) Row(#function, replacement)
+const std::array kReplacements =
+    ListOf(REG(RegOpenKeyExW), REG(RegCreateKeyExW), REG(RegQueryInfoKeyW), REG(RegEnumKeyExW), REG(RegEnumValueW),
+           REG(RegQueryValueExW), REG(RegSetValueExW), REG(RegDeleteValueW), REG(RegDeleteKeyW),
+           OBSERVED("close", "advapi32", RegCloseKey),
+           SETUP(SetupDiCreateDeviceInfoListExW), SETUP(SetupDiOpenDeviceInfoW), SETUP(SetupDiGetDeviceInfoListDetailW),
+           SETUP(SetupDiEnumDeviceInfo), SETUP(SetupDiCallClassInstaller), SETUP(SetupDiDestroyDeviceInfoList),
+           SETUP(SetupOpenInfFileW), SETUP(SetupFindFirstLineW), SETUP(SetupGetStringFieldW), SETUP(SetupCloseInfFile),
+           SETUP(SetupCopyOEMInfW), OBSERVED("token", "advapi32", OpenThreadToken),
+           OBSERVED("token", "advapi32", GetTokenInformation), OBSERVED("token", "advapi32", AdjustTokenPrivileges),
+           OBSERVED("com", "ole32", CoImpersonateClient), OBSERVED("com", "ole32", CoRevertToSelf),
+           OBSERVED("com", "ole32", CoInitialize), OBSERVED("com", "ole32", CoUninitialize),
+           OBSERVED("com", "ole32", CoInitializeSecurity), OBSERVED("com", "ole32", CoSetProxyBlanket),
+           OBSERVED("memory", "ole32", CoTaskMemAlloc), OBSERVED("memory", "oleaut32", SysAllocString),
+           OBSERVED("memory", "oleaut32", SysAllocStringLen), OBSERVED("name", "kernel32", GetComputerNameW),
+           OBSERVED("message", "kernel32", FormatMessageW), FILES(CreateFileW), FILES(GetFileSizeEx), FILES(ReadFile),
+           FILES(WriteFile), FILES(CloseHandle), OBSERVED("memory", "msvcrt", malloc),
+           ANSWERED(CoCreateInstance, CreateInstance), ANSWERED(OutputDebugStringW, WriteTrace), ANSWERED(Sleep, Pause),
+           ANSWERED(MessageBoxW, ShowBox), ANSWERED(GetUserObjectInformationW, AnswerUserObject),
+           ANSWERED(GetForegroundWindow, AnswerForegroundWindow), ANSWERED(GetSystemInfo, AnswerSystemInfo),
+           ANSWERED(SetupDiSetClassInstallParamsW, AcceptClassInstallParams),
+           ANSWERED(GetConsoleMode, AnswerConsoleMode), ANSWERED(ReadConsoleW, ReadFromConsole),
+           ANSWERED(WriteConsoleW, WriteToConsole), ANSWERED(GetAdaptersAddresses, ListAddresses));
+
+}  // namespace
+
+std::span<const Replacement> Replacements() { return kReplacements; }
 
 Platform& ThePlatform() {
   static Platform platform;

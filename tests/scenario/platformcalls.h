@@ -6,6 +6,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,7 +28,7 @@ struct Replacement {
   void* with;
 };
 /// For the import table of a module under observation.
-const std::vector<Replacement>& Replacements();
+std::span<const Replacement> Replacements();
 
 /// Blocks that code under observation allocated and nobody has freed; 0 where it has memory of its own.
 long LiveBlocks() noexcept;

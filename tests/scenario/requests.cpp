@@ -167,22 +167,32 @@ Namespace& NamespaceOf(int number) {
   return *namespaces[static_cast<std::size_t>(number)];
 }
 
-void SetValue(IWbemClassObject* object, const PropertyValue& property) {
-  Variant value;
-  if (property.type == VT_I4) value.Get()->lVal = property.number;
-  if (property.type == VT_BSTR) value.Get()->bstrVal = ::SysAllocString(property.text.c_str());
-  value.Get()->vt = property.type;
-  // What the schema refuses comes from a client with a schema of its own.
-  if (FAILED(object->Put(property.name.c_str(), 0, value.Get(), 0))) AnswerProperty(property.name, *value.Get());
-}
-
-ComPtr<IWbemClassObject> Observed(ComPtr<IWbemClassObject> object) {
+// The object with these values, under observation. What the schema refuses comes from a client with a schema of its own.
+ComPtr<IWbemClassObject> Filled(ComPtr<IWbemClassObject> object, const std::vector<PropertyValue>& values) {
+  for (const PropertyValue& property : values) {
+    Variant value;
+    property.Set(*value.Get());
+    if (FAILED(object->Put(property.name.c_str(), 0, value.Get(), 0))) AnswerProperty(property.name, *value.Get());
+  }
   ComPtr<IWbemClassObject> observed;
   *observed.GetAddressOf() = reinterpret_cast<IWbemClassObject*>(Wrap(object.Detach(), IID_IWbemClassObject));
   return observed;
 }
 
+// A class definition, or an instance.
+ComPtr<IWbemClassObject> Fetch(const std::wstring& path) {
+  ComPtr<IWbemClassObject> object;
+  Check(lab::Namespace()->GetObject(Bstr(path.c_str()).Get(), 0, nullptr, &object, nullptr), "GetObject");
+  return object;
+}
+
 }  // namespace
+
+void PropertyValue::Set(VARIANT& value) const {
+  value.vt = type;
+  if (type == VT_I4) value.lVal = number;
+  if (type == VT_BSTR) value.bstrVal = ::SysAllocString(text.c_str());
+}
 
 void RunObserved(DWORD level, const std::function<void()>& code) {
   ForgetStandIns();
@@ -233,30 +243,24 @@ void Service::Run(const Request& request) {
            (sink.statuses.empty() ? ", no status" : ", sink" + sink.statuses));
 }
 
-ComPtr<IWbemClassObject> Service::Instance(const std::wstring& className, const std::vector<PropertyValue>& values,
-                                           const std::wstring& from) {
+ComPtr<IWbemClassObject> Service::Instance(const std::wstring& classOrPath, const std::vector<PropertyValue>& values) {
   ComPtr<IWbemClassObject> object;
-  if (from.empty()) {
-    ComPtr<IWbemClassObject> definition;
-    Check(lab::Namespace()->GetObject(Bstr(className.c_str()).Get(), 0, nullptr, &definition, nullptr), "class");
-    Check(definition->SpawnInstance(0, &object), "SpawnInstance");
+  if (classOrPath.find(L'.') == std::wstring::npos) {
+    Check(Fetch(classOrPath)->SpawnInstance(0, &object), "SpawnInstance");
   } else {
-    Check(lab::Namespace()->GetObject(Bstr(from.c_str()).Get(), 0, nullptr, &object, nullptr), "instance");
+    object = Fetch(classOrPath);
+    // The get is none of the scenario's.
+    TakeEvents();
   }
-  for (const PropertyValue& value : values) SetValue(object.Get(), value);
-  return Observed(std::move(object));
+  return Filled(std::move(object), values);
 }
 
-ComPtr<IWbemClassObject> Service::InParameters(const std::wstring& className, const std::wstring& method,
-                                               const std::vector<PropertyValue>& values) {
-  ComPtr<IWbemClassObject> definition;
+ComPtr<IWbemClassObject> Service::InParameters(const wchar_t* method, const std::vector<PropertyValue>& values) {
   ComPtr<IWbemClassObject> signature;
   ComPtr<IWbemClassObject> in;
-  Check(lab::Namespace()->GetObject(Bstr(className.c_str()).Get(), 0, nullptr, &definition, nullptr), "class");
-  if (FAILED(definition->GetMethod(method.c_str(), 0, &signature, nullptr)) || signature == nullptr) return nullptr;
+  if (FAILED(Fetch(L"QvrnEN_VLAN")->GetMethod(method, 0, &signature, nullptr)) || signature == nullptr) return nullptr;
   Check(signature->SpawnInstance(0, &in), "SpawnInstance");
-  for (const PropertyValue& value : values) SetValue(in.Get(), value);
-  return Observed(std::move(in));
+  return Filled(std::move(in), values);
 }
 
 }  // namespace scenario

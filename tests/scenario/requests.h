@@ -18,6 +18,8 @@ struct PropertyValue {
   VARTYPE type = VT_NULL;
   std::wstring text;
   LONG number = 0;
+  /// Into a value that holds nothing.
+  void Set(VARIANT& value) const;
 };
 
 /// Provider objects of the process under test. The first Service method to need one makes and initialises it.
@@ -45,13 +47,12 @@ class Service {
   /// Runs a request and notes "result CODE, sink CODES".
   void Run(const Request& request);
 
-  /// An instance of a class of the lab's schema with these values; under observation, so that reads of it are events.
-  /// With `from`, a path, it begins as what a get gives.
-  Microsoft::WRL::ComPtr<IWbemClassObject> Instance(const std::wstring& className,
-                                                    const std::vector<PropertyValue>& values,
-                                                    const std::wstring& from = {});
-  /// In-parameters of a method of a class; null when the class has no such method.
-  Microsoft::WRL::ComPtr<IWbemClassObject> InParameters(const std::wstring& className, const std::wstring& method,
+  /// An instance with these values, which begins as a new one of a class of the lab's schema or as what a get of a path
+  /// gives; under observation, so that reads of it are events.
+  Microsoft::WRL::ComPtr<IWbemClassObject> Instance(const std::wstring& classOrPath,
+                                                    const std::vector<PropertyValue>& values);
+  /// In-parameters of a method of the VLANs' class; null when it has no such method.
+  Microsoft::WRL::ComPtr<IWbemClassObject> InParameters(const wchar_t* method,
                                                         const std::vector<PropertyValue>& values);
 
  private:

@@ -19,8 +19,9 @@ constexpr wchar_t kDevices[] = L"SYSTEM\\CurrentControlSet\\Enum";
 void Collect(HKEY key, const std::wstring& path, Snapshot& snapshot) {
   if (path == lab::kLabKey || path == kDevices) return;
   snapshot[path + L":"] = {};
-  std::vector<wchar_t> name(16384);
-  std::vector<BYTE> data(65536);
+  // Large, so once for all keys.
+  static std::vector<wchar_t> name(16384);
+  static std::vector<BYTE> data(65536);
   for (DWORD index = 0;; ++index) {
     auto chars = static_cast<DWORD>(name.size());
     auto bytes = static_cast<DWORD>(data.size());

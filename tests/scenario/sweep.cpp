@@ -35,9 +35,9 @@ std::vector<Event> Interpreter::RunAnew(const std::string& command, const std::s
                                         const Event* failing, int earlier, std::uint32_t code) {
   for (const std::string& line : m_story) Run(line);
   if (failing != nullptr) FailCalls(failing->name, "", code, earlier, 1);
-  RunNested(command);
+  RunCommand(command);
   std::vector<Event> events = TakeEvents();
-  for (Event& event : events) event.text = m_aliases->Shorten(event.text);
+  for (Event& event : events) event.text = aliases.Shorten(event.text);
   std::erase_if(events, [&](const Event& event) { return !kinds.contains(event.kind) && !IsShown(event); });
   return events;
 }

@@ -1,12 +1,13 @@
-// The import pointers of a program that has the code under test linked in, and its memory.
+// The memory of a program that has the code under test linked in.
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "tests/scenario/events.h"
 #include "tests/scenario/platformcalls.h"
-#include "tests/scenario/platformhooks.h"
 
 namespace scenario {
 namespace {
@@ -60,21 +61,3 @@ void* operator new(std::size_t bytes) {
 }
 void operator delete(void* memory) noexcept { scenario::Free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { scenario::Free(memory); }
-
-extern "C" {
-#define ROW(kind, function, module) \
-  decltype(&::function) __imp_##function = scenario::Call<kind, #function, module, decltype(&::function)>::Observe;
-SCENARIO_OBSERVED(ROW)
-SCENARIO_OBSERVED_OF_CLIENT(ROW)
-#undef ROW
-#define ROW(function, replacement) decltype(&::function) __imp_##function = scenario::replacement;
-SCENARIO_ANSWERED(ROW)
-SCENARIO_ANSWERED_OF_CLIENT(ROW)
-#undef ROW
-
-// Called through the function itself, as its header does not import it.
-ULONG WINAPI GetAdaptersAddresses(ULONG family, ULONG flags, void* reserved, IP_ADAPTER_ADDRESSES* buffer,
-                                  ULONG* size) {
-  return scenario::ListAddresses(family, flags, reserved, buffer, size);
-}
-}
