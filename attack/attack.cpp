@@ -174,13 +174,15 @@ void FailCalls(const Kind& kind, int first, int last, Clock::time_point end) {
   if (OpenHandles() > handles + kHandleTolerance) Complain("handles are lost");
 }
 
-void FailEachCall(std::mt19937& random, Clock::time_point end) {
+/// Calls of one kind of request, by their numbers.
+struct Stretch {
+  const Kind* kind;
+  int first;
+  int last;
+};
+
+std::vector<Stretch> CountEachCall() {
   constexpr int kAtOnce = 12;
-  struct Stretch {
-    const Kind* kind;
-    int first;
-    int last;
-  };
   std::vector<Stretch> stretches;
   int calls = 0;
   for (const Kind& kind : kKinds) {
@@ -190,9 +192,8 @@ void FailEachCall(std::mt19937& random, Clock::time_point end) {
       stretches.push_back({&kind, first, std::min(first + kAtOnce - 1, own)});
     calls += own;
   }
-  std::shuffle(stretches.begin(), stretches.end(), random);
-  for (const auto& [kind, first, last] : stretches) FailCalls(*kind, first, last, end);
-  std::printf("%d of %d calls failed once\n", g_figures.positions, calls);
+  std::printf("%d calls in all\n", calls);
+  return stretches;
 }
 
 // --- Hostile inputs ------------------------------------------------------------------------------------------------
@@ -322,13 +323,18 @@ void Repeat(const std::string& what) {
 
 // Shares the time: half to failing calls, a quarter to inputs, the rest to threads and rounds.
 void AttackFor(double minutes, unsigned seed) {
+  std::mt19937 random(seed);
+  std::printf("seed %u, %.1f minutes\n", seed, minutes);
+  std::vector<Stretch> stretches = CountEachCall();
+  std::shuffle(stretches.begin(), stretches.end(), random);
   const auto begin = Clock::now();
   const auto at = [&](double share) {
     return begin + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(60 * minutes * share));
   };
-  std::mt19937 random(seed);
-  std::printf("seed %u, %.1f minutes\n", seed, minutes);
-  FailEachCall(random, at(0.5));
+  for (const auto& [kind, first, last] : stretches) {
+    if (Clock::now() > at(0.5)) break;
+    FailCalls(*kind, first, last, at(0.5));
+  }
   while (Clock::now() < at(0.75)) SendHostileInputs(random());
   RunThreads(random(), at(0.9));
   RunRounds(minutes < 5 ? 30 : 300);

@@ -23,7 +23,8 @@ DWORD OpenHandles();
 inline constexpr DWORD kHandleTolerance = 4;
 /// Some of a heap's bytes belong to whatever thread ran last.
 inline constexpr std::size_t kHeapTolerance = 4096;
-/// What the provider keeps by design for each VLAN that it creates.
-inline constexpr std::size_t kBytesPerCreation = 1536;
+/// What the provider keeps by design for each VLAN that it creates, and the stand-in for the network configuration with
+/// it.
+inline constexpr std::size_t kBytesPerCreation = 2048;
 
 }  // namespace attack

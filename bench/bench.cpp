@@ -9,9 +9,11 @@
 #include <cstdlib>
 #include <exception>
 #include <functional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "bench/recording.h"
@@ -124,12 +126,19 @@ struct Row {
   }
 };
 
+/// Number of calls that differ in name or arguments.
+std::size_t CountDistinct(const bench::Recording& recording) {
+  std::set<std::pair<std::string, std::wstring>> seen;
+  for (const bench::Call& call : recording) seen.emplace(call.name, call.arguments);
+  return seen.size();
+}
+
 void Print(const Row& row, DWORD keys) {
   const double time = Median(row.times);
   const double floor = Median(row.floors);
-  std::printf("| %s | %lu | %.1f | %.1f | %.2f | %zu | %zu | %zu |\n", row.request->name.c_str(), keys, time, floor,
-              time / floor, row.Count("Reg"), row.Count("RegEnumKeyExW"),
-              row.Count("INetCfg") + row.Count("IEnumNetCfg"));
+  std::printf("| %s | %lu | %.1f | %.1f | %.2f | %zu | %zu | %zu | %zu | %zu |\n", row.request->name.c_str(), keys,
+              time, floor, time / floor, row.recording.size(), CountDistinct(row.recording), row.Count("Reg"),
+              row.Count("RegEnumKeyExW"), row.Count("INetCfg") + row.Count("IEnumNetCfg"));
   std::fflush(stdout);
 }
 
@@ -158,8 +167,10 @@ void Measure(const std::vector<Request>& cycle, int rounds) {
 
 void MeasureAll(int rounds) {
   const Client client;
-  std::printf("| request | adapter keys | ms | floor, ms | ratio | registry calls | keys listed | INetCfg calls |\n");
-  std::printf("|---|--:|--:|--:|--:|--:|--:|--:|\n");
+  std::printf(
+      "| request | adapter keys | ms | floor, ms | ratio | calls | needed | registry calls | keys listed | INetCfg "
+      "calls |\n");
+  std::printf("|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
   Measure({{"enumerate adapters: 2", [&client] { client.ListAdapters(); }}}, rounds);
   Measure({{"get an adapter", [&client] { client.GetAdapter(); }}}, rounds);
   LONG vlans = 0;

@@ -151,7 +151,7 @@ Call NetworkCall(const std::wstring& line) {
   if (method == std::end(kMethods)) throw std::runtime_error("no way to make again: " + name);
   const auto result = static_cast<LONG>(std::stoul(line.substr(close + 6), nullptr, 16));
   const Texts arguments = Split(line.substr(open + 1, close - open - 1));
-  return {name, result, [call = method->call, arguments](Live& live) { return LONG{call(live, arguments)}; }};
+  return {name, line, result, [call = method->call, arguments](Live& live) { return LONG{call(live, arguments)}; }};
 }
 
 }  // namespace bench

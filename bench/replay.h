@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <netcfgx.h>
+#include <setupapi.h>
 
 #include <wrl/client.h>
 
@@ -32,6 +33,10 @@ class Live {
   Microsoft::WRL::ComPtr<IEnumNetCfgComponent> components;
   Microsoft::WRL::ComPtr<INetCfgComponent> newComponent;  ///< handed out, and not named yet
   HKEY newKey = nullptr;                                  ///< the same
+  std::map<void*, void*> handles;                         ///< INF files and sets of devices, by the recorded ones
+  INFCONTEXT line = {};                                   ///< found last
+  SP_DEVINFO_DATA device = {sizeof(SP_DEVINFO_DATA), {}, 0, 0};
+  SP_DEVINFO_LIST_DETAIL_DATA_W detail = {sizeof(SP_DEVINFO_LIST_DETAIL_DATA_W), {}, nullptr, {}};
 
  private:
   std::map<HKEY, HKEY> m_keys;
@@ -41,6 +46,7 @@ class Live {
 /// A platform call that the provider made.
 struct Call {
   std::string name;                  ///< "RegOpenKeyExW", "INetCfg::Initialize"
+  std::wstring arguments;            ///< as a text; what tells this call from others of its name
   LONG result;                       ///< what the provider got
   std::function<LONG(Live&)> again;  ///< the same call with the same arguments
 };

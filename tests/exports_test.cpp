@@ -27,7 +27,7 @@ void ExpectObject(HRESULT expected, const Function& create) {
   IUnknown* object = reinterpret_cast<IUnknown*>(0x5A);
   EXPECT_HRESULT(expected, create(reinterpret_cast<void**>(&object)));
   EXPECT_EQ(object != nullptr, expected == S_OK);
-  if (object != nullptr) EXPECT_EQ(object->Release(), 0u);
+  EXPECT_EQ(object == nullptr ? 0u : object->Release(), 0u);
 }
 
 TEST(ComServer, AnswersForTheProviderAlone) {

@@ -122,13 +122,15 @@ void Interpreter::AddVlan(Words& words) {
   for (const Event& event : TakeEvents()) m_aliases->Shorten(event.text);
 }
 
-// registry-set KEY[:NAME] ["TEXT" | multi "TEXT"... | dword NUMBER | type NUMBER HEX...]; without a value only the key.
+// registry-set KEY[:NAME] ["TEXT" | multi "TEXT"... [times N] | dword NUMBER | type NUMBER HEX...]; without a value only
+// the key.
 void Interpreter::WriteRegistry(Words& words) {
   const auto [key, name] = SplitName(Expanded(words));
   StoredValue value;
   if (words.Accept("multi")) {
     std::vector<std::wstring> texts;
-    while (!words.AtEnd()) texts.push_back(Wide(Expanded(words)));
+    while (!words.AtEnd() && !words.Accept("times")) texts.push_back(Wide(Expanded(words)));
+    if (!words.AtEnd()) texts.resize(words.TakeNumber(), texts.back());
     value = MultiStringValue(texts);
   } else if (words.Accept("dword")) {
     const DWORD number = words.TakeNumber();
@@ -187,34 +189,42 @@ void Interpreter::SetLinks(Words& words) {
   }
 }
 
-// host messages | visible | os2008 | processors N | console TYPED: what a host of the code may set, or the platform may be.
+// host messages|visible|os2008|processors N|console TYPED...: what a host of the code may set, or the platform may be.
 void Interpreter::SetHost(Words& words) {
-  if (words.Accept("messages")) {
-    qvrn::g_hResourceModule = ::GetModuleHandleW(nullptr);
-  } else if (words.Accept("visible")) {
-    ThePlatform().windowStationVisible = true;
-  } else if (words.Accept("os2008")) {
-    qvrn::p_bIsOs2008 = true;
-  } else if (words.Accept("processors")) {
-    ThePlatform().processors = words.TakeNumber();
-  } else if (words.Accept("console")) {
-    ThePlatform().typed = Wide(words.Take());
-  } else {
-    throw std::runtime_error("unknown: host " + words.TakeRest());
+  while (!words.AtEnd()) {
+    if (words.Accept("messages")) {
+      qvrn::g_hResourceModule = ::GetModuleHandleW(nullptr);
+    } else if (words.Accept("visible")) {
+      ThePlatform().windowStationVisible = true;
+    } else if (words.Accept("os2008")) {
+      qvrn::p_bIsOs2008 = true;
+    } else if (words.Accept("processors")) {
+      ThePlatform().processors = words.TakeNumber();
+    } else if (words.Accept("console")) {
+      ThePlatform().typed = Wide(words.Take());
+    } else {
+      throw std::runtime_error("unknown: host " + words.TakeRest());
+    }
   }
 }
 
-// file [utf-16] PATH TEXT: writes a file.
+// file [utf-16] PATH TEXT: writes a file; text in quotes may have more lines than one.
 void Interpreter::WriteFile(Words& words) {
   const bool isWide = words.Accept("utf-16");
   const std::string path = Expanded(words);
-  const std::string text = words.TakeRest();
+  std::string text = words.TakeRest();
+  if (text.starts_with('"')) text = Words(text).Take();
   const std::wstring wide = L"\uFEFF" + Wide(text);
   const std::string_view bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * sizeof(wchar_t));
   std::ofstream(path, std::ios::binary) << (isWide ? bytes : std::string_view(text));
 }
 
-void Interpreter::ShowFile(Words& words) { Note("result", "", ReadFile(Expanded(words))); }
+// cat PATH: a file, without the line ends at its end.
+void Interpreter::ShowFile(Words& words) {
+  std::string text = ReadFile(Expanded(words));
+  text.erase(text.find_last_not_of("\r\n") + 1);
+  Note("result", "", text);
+}
 
 // fail CALL [PART] CODE [skip N] [times N]: lets calls under observation fail, once unless said otherwise.
 void Interpreter::Fail(Words& words) {

@@ -144,7 +144,7 @@ void Interpreter::UseProvider(Words& words) {
 // enumerate [flags N] [context] CLASS
 void Interpreter::Enumerate(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   IWbemContext* const context = TakeContext(words);
   const Bstr name = TextOrNone(words.Take());
@@ -156,7 +156,7 @@ void Interpreter::Enumerate(Words& words) {
 // get [flags N] [context] PATH
 void Interpreter::Get(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   IWbemContext* const context = TakeContext(words);
   const Bstr path = TextOrNone(m_aliases->Expand(words.TakeRest()));
@@ -168,7 +168,7 @@ void Interpreter::Get(Words& words) {
 // put [flags N] CLASS NAME=VALUE... | (null): an instance that has just these values.
 void Interpreter::Put(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   const std::string className = words.Take();
   Microsoft::WRL::ComPtr<IWbemClassObject> instance;
@@ -181,7 +181,7 @@ void Interpreter::Put(Words& words) {
 // change [flags N] PATH NAME=VALUE...: puts what a get gives with these values changed.
 void Interpreter::Change(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   const std::wstring path = Wide(m_aliases->Expand(words.Take()));
   const auto instance = m_service.Instance(L"", TakeProperties(words), path);
@@ -194,7 +194,7 @@ void Interpreter::Change(Words& words) {
 // delete [flags N] PATH
 void Interpreter::Delete(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const LONG flags = TakeFlags(words);
   const Bstr path = TextOrNone(m_aliases->Expand(words.TakeRest()));
   m_service.Run([&](IWbemServices* services, IWbemObjectSink* sink) {
@@ -205,7 +205,7 @@ void Interpreter::Delete(Words& words) {
 // method PATH NAME [NAME=VALUE... | (none)]: of the class before the path's first dot.
 void Interpreter::CallMethod(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::string path = words.Take();
   const std::string method = words.Take();
   Microsoft::WRL::ComPtr<IWbemClassObject> in;
@@ -220,7 +220,7 @@ void Interpreter::CallMethod(Words& words) {
 // add-miniport ADAPTER NUMBER NAME PRIORITY: straight to the network configuration engine.
 void Interpreter::AddMiniport(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::wstring adapter = Wide(Expanded(words));
   const std::wstring number = Wide(words.Take());
   const std::wstring name = Wide(words.Take());
@@ -236,7 +236,7 @@ void Interpreter::AddMiniport(Words& words) {
 // remove-miniport ADAPTER MINIPORT
 void Interpreter::RemoveMiniport(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::wstring adapter = Wide(Expanded(words));
   std::wstring miniport = Wide(Expanded(words));
   HRESULT hr = S_OK;
@@ -247,7 +247,7 @@ void Interpreter::RemoveMiniport(Words& words) {
 // install FOLDER CLASS-INDEX: the intermediate driver.
 void Interpreter::InstallDriver(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const Bstr folder = TextOrNone(Expanded(words));
   const DWORD index = words.TakeNumber();
   HRESULT hr = S_OK;
@@ -274,7 +274,7 @@ void Interpreter::Call(Words& words) {
 // ended with N; "exit N" where a failure says nothing.
 void Interpreter::RunClient(Words& words) {
   const RequestEnd end;
-  const RegistryWatch watch(Machine(), m_shown.contains("registry"));
+  const RegistryWatch watch(Machine(), ShowsRegistry());
   const std::wstring line = L"qvrnctl " + Wide(m_aliases->Expand(words.TakeRest()));
   int count = 0;
   wchar_t** const split = ::CommandLineToArgvW(line.c_str(), &count);

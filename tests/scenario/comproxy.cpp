@@ -1,5 +1,6 @@
 #include "tests/scenario/comproxy.h"
 
+#include <netcfgx.h>
 #include <objbase.h>
 #include <oleauto.h>
 
@@ -65,6 +66,8 @@ std::string ArgumentText(char letter, Word argument) {
       return Hex(static_cast<std::uint32_t>(argument));
     case 'g':
       return argument == 0 ? "(null)" : GuidName(*reinterpret_cast<const GUID*>(argument));
+    case 't':
+      return argument == 0 ? "" : "on behalf " + std::to_string(reinterpret_cast<const OBO_TOKEN*>(argument)->Type);
     case 'v':
       return VariantText(reinterpret_cast<const VARIANT*>(argument));
     default:
@@ -144,6 +147,16 @@ HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
 HRESULT STDMETHODCALLTYPE QueryStandIn(StandIn* self, REFIID id, void** object) {
   const bool observed = IsObserved();
   const Observation unobserved(false);
+  if (observed) {
+    const std::string name = std::string(self->face->name) + "::QueryInterface";
+    const std::string text = name + "(" + GuidName(id) + ")";
+    const auto code = FailureOf(name, text);
+    Note("query", name, text + (code ? " fails" : ""));
+    if (code) {
+      *object = nullptr;
+      return static_cast<HRESULT>(*code);
+    }
+  }
   const HRESULT hr = self->target->QueryInterface(id, object);
   if (SUCCEEDED(hr) && observed) *object = Wrap(static_cast<IUnknown*>(*object), id);
   return hr;

@@ -15,9 +15,9 @@ namespace scenario {
 struct Method {
   int slot;  ///< in the virtual table
   const char* name;
-  /// One letter per argument: s text, n number, x number in hexadecimal, b VARIANT_BOOL, g address of a GUID, v address of a VARIANT or
-  /// VARIANT by value, i an interface that goes in, o an interface that comes out, q the identifier of the o behind it,
-  /// - not told.
+  /// One letter per argument: s text, n number, x number in hexadecimal, b VARIANT_BOOL, g address of a GUID, t address
+  /// of an OBO_TOKEN (nothing for none), v address of a VARIANT or VARIANT by value, i an interface that goes in, o an
+  /// interface that comes out, q the identifier of the o behind it, - not told.
   const char* arguments;
   const IID* out = nullptr;  ///< of `o`, without a `q`
 };

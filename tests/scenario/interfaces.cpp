@@ -63,7 +63,7 @@ const std::vector<Interface>& KnownInterfaces() {
       {&IID_INetCfgClassSetup,
        "INetCfgClassSetup",
        "netcfg",
-       {{4, "Install", "s-nnsso", &IID_INetCfgComponent}, {5, "DeInstall", "i--"}}},
+       {{4, "Install", "stnnsso", &IID_INetCfgComponent}, {5, "DeInstall", "i--"}}},
       {&IID_INetCfgComponent,
        "INetCfgComponent",
        "component",

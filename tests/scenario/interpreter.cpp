@@ -1,5 +1,6 @@
 #include "tests/scenario/interpreter.h"
 
+#include <algorithm>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -16,6 +17,8 @@ namespace {
 // What a scenario shows unless it says otherwise.
 const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "assertion",
                                             "box",      "kept",   "client", "error"};
+
+const std::string kEach = "> each ";
 
 void NoteAssertion(const char* expression, const char* file, unsigned line) {
   const Observation unobserved(false);
@@ -37,18 +40,27 @@ std::string WithoutKeyParts(const std::string& text) {
   return std::regex_replace(text, parts, "");
 }
 
-// What a line does, one after the other: "; " stands between commands.
-std::vector<std::string> CommandsOf(const std::string& line) {
-  std::vector<std::string> commands;
-  std::size_t from = 0;
-  for (std::size_t end; (end = line.find("; ", from)) != std::string::npos; from = end + 2)
-    commands.push_back(line.substr(from, end - from));
-  commands.push_back(line.substr(from));
-  return commands;
-}
+constexpr char kArrow[] = " => ";
 
 bool IsCommand(const std::string& line) { return line.starts_with("> "); }
-bool IsSeen(const std::string& line) { return !line.empty() && !IsCommand(line) && line.front() != '#'; }
+// One line for a command and what is seen.
+bool IsRow(const std::string& line) { return line.starts_with(">> "); }
+bool IsSeen(const std::string& line) {
+  return !line.empty() && !IsCommand(line) && !IsRow(line) && line.front() != '#';
+}
+
+std::string Joined(const std::vector<std::string>& texts) {
+  std::string all;
+  for (const std::string& text : texts) all += (all.empty() ? "" : " | ") + text;
+  return all;
+}
+
+// The line of a command with a row's words in place of each {}.
+std::string Filled(std::string command, const std::string& words) {
+  for (std::size_t at = 0; (at = command.find("{}", at)) != std::string::npos; at += words.size())
+    command.replace(at, 2, words);
+  return command;
+}
 
 }  // namespace
 
@@ -67,15 +79,44 @@ Interpreter::~Interpreter() {
 
 std::string Interpreter::Replay(const std::string& text) {
   std::string replayed;
+  std::string each;
   const std::vector<std::string> lines = Lines(text);
   for (std::size_t at = 0; at < lines.size();) {
     const std::string& line = lines[at++];
+    if (IsRow(line)) {
+      const std::string row = line.substr(0, line.find(kArrow));
+      const std::string command = each.empty() ? row.substr(3) : Filled(each, row.substr(3));
+      replayed += row + kArrow + Joined(Tell(command)) + "\n";
+      continue;
+    }
     replayed += line + "\n";
     if (!IsCommand(line)) continue;
+    each = line.starts_with(kEach) ? line.substr(kEach.size()) : "";
+    if (!each.empty()) continue;
     while (at < lines.size() && IsSeen(lines[at])) ++at;
-    for (const std::string& seen : Run(line.substr(2))) replayed += seen + "\n";
+    for (const std::string& seen : Tell(line.substr(2))) replayed += seen + "\n";
   }
   return replayed;
+}
+
+std::vector<std::string> Interpreter::Tell(const std::string& command) {
+  std::vector<std::string> seen = Run(command);
+  if (command.starts_with("machine")) m_story.clear();
+  if (!command.starts_with("sweep")) m_story.push_back(command);
+  return seen;
+}
+
+// What a line does, one after the other: "; " and the name of a command stand between commands.
+std::vector<std::string> Interpreter::CommandsOf(const std::string& line) {
+  std::vector<std::string> commands = {line};
+  for (std::size_t at = 0; (at = commands.back().find("; ", at)) != std::string::npos; ++at) {
+    const std::string next = commands.back().substr(at + 2);
+    if (!Commands().contains(next.substr(0, next.find(' ')))) continue;
+    commands.back().erase(at);
+    commands.push_back(next);
+    at = static_cast<std::size_t>(-1);
+  }
+  return commands;
 }
 
 std::vector<std::string> Interpreter::Run(const std::string& line) {
@@ -97,16 +138,35 @@ void Interpreter::RunNested(const std::string& line) {
   if (!words.AtEnd()) throw std::runtime_error("too many words: " + words.TakeRest());
 }
 
+// By kind, by name, or by "KIND:PART" of the text.
+bool Interpreter::IsShown(const Event& event) const {
+  if (m_shown.contains(event.kind) || (!event.name.empty() && m_shown.contains(event.name))) return true;
+  const std::string prefix = event.kind + ":";
+  for (auto part = m_shown.lower_bound(prefix); part != m_shown.end() && part->starts_with(prefix); ++part) {
+    if (event.text.find(part->substr(prefix.size())) != std::string::npos) return true;
+  }
+  return false;
+}
+
+bool Interpreter::ShowsRegistry() const {
+  return std::any_of(m_shown.begin(), m_shown.end(),
+                     [](const std::string& name) { return name.starts_with("registry"); });
+}
+
+std::string Interpreter::Line(const Event& event) const {
+  const bool isPlain = event.kind == "result" || event.kind == "assertion" || event.kind == "client" ||
+                       event.kind == "error" || !event.name.empty();
+  const bool isWhole = event.kind != "indicate" || m_shown.contains("SystemName");
+  const std::string text = isWhole ? event.text : WithoutKeyParts(event.text);
+  return isPlain ? text : event.kind + " " + text;
+}
+
 std::vector<std::string> Interpreter::Seen() {
   std::vector<std::string> seen;
-  for (const Event& event : TakeEvents()) {
+  for (Event& event : TakeEvents()) {
     // Short names are given in the order of all events, so that showing more changes none.
-    std::string text = m_aliases == nullptr ? event.text : m_aliases->Shorten(event.text);
-    if (!m_shown.contains(event.kind) && (event.name.empty() || !m_shown.contains(event.name))) continue;
-    if (event.kind == "indicate" && !m_shown.contains("SystemName")) text = WithoutKeyParts(text);
-    const bool isPlain = event.kind == "result" || event.kind == "assertion" || event.kind == "client" ||
-                         event.kind == "error" || !event.name.empty();
-    seen.push_back(isPlain ? text : event.kind + " " + text);
+    if (m_aliases != nullptr) event.text = m_aliases->Shorten(event.text);
+    if (IsShown(event)) seen.push_back(Line(event));
   }
   return seen;
 }
@@ -142,6 +202,7 @@ const std::map<std::string, Interpreter::Command>& Interpreter::Commands() {
       {"install", &Interpreter::InstallDriver},
       {"call", &Interpreter::Call},
       {"qvrnctl", &Interpreter::RunClient},
+      {"sweep", &Interpreter::Sweep},
   };
   return commands;
 }

@@ -5,7 +5,7 @@
 //   > enumerate QvrnEN_VLAN
 //   result 0x80041002, sink 0x80041002 0x80041002
 //
-// tests/scenarios/README.md lists the commands.
+// or, on one line, >> COMMAND => what is seen | and so on. tests/scenarios/README.md lists the commands.
 #pragma once
 
 #include <filesystem>
@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tests/scenario/aliases.h"
+#include "tests/scenario/events.h"
 #include "tests/scenario/requests.h"
 #include "tests/scenario/sandbox.h"
 #include "tests/scenario/words.h"
@@ -36,11 +37,18 @@ class Interpreter {
  private:
   using Command = void (Interpreter::*)(Words& words);
   static const std::map<std::string, Command>& Commands();
+  static std::vector<std::string> CommandsOf(const std::string& line);
 
-  /// Runs a line; gives what is seen.
+  /// Runs a command of the story; gives what is seen.
+  std::vector<std::string> Tell(const std::string& command);
+  /// Runs a command; gives what is seen.
   std::vector<std::string> Run(const std::string& line);
   std::vector<std::string> Seen();
   void RunNested(const std::string& line);
+  bool IsShown(const Event& event) const;
+  bool ShowsRegistry() const;
+  /// An event as a scenario shows it.
+  std::string Line(const Event& event) const;
 
   // Arranging: commands_machine.cpp.
   void MakeMachine(Words& words);
@@ -76,12 +84,19 @@ class Interpreter {
   void Call(Words& words);
   void RunClient(Words& words);
   std::vector<PropertyValue> TakeProperties(Words& words);
+
+  // Failing calls: sweep.cpp.
+  void Sweep(Words& words);
+  std::vector<Event> RunAnew(const std::string& command, const std::set<std::string>& kinds, const Event* failing,
+                             int earlier, std::uint32_t code);
+  std::string Consequence(const std::vector<Event>& whole, const std::vector<Event>& failed, std::size_t from) const;
   std::string Expanded(Words& words) { return m_aliases->Expand(words.Take()); }
 
   std::unique_ptr<Sandbox> m_machine;
   std::unique_ptr<Aliases> m_aliases;
   Service m_service;
   std::set<std::string> m_shown;
+  std::vector<std::string> m_story;  ///< commands since the machine was made, which make it anew
 };
 
 }  // namespace scenario

@@ -80,13 +80,13 @@ BOOL WINAPI AcceptClassInstallParams(HDEVINFO, SP_DEVINFO_DATA*, SP_CLASSINSTALL
 }
 
 using Creation = Call<"com", "CoCreateInstance", "ole32", decltype(&::CoCreateInstance)>;
-// Class objects of a process are those of an apartment: the lab's network configuration is to be found from any, as an
-// installed server is.
+
+// The lab's network configuration serves every apartment: a thread that has left its own may come back in another.
 template <>
 HRESULT Creation::Real(REFCLSID id, IUnknown* outer, DWORD context, REFIID wanted, void** object) {
   if (id == CLSID_CNetCfg) return lab::NetCfgClassFactory()->CreateInstance(outer, wanted, object);
   static const auto real = reinterpret_cast<decltype(&::CoCreateInstance)>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA("ole32"), "CoCreateInstance")));
+      reinterpret_cast<void*>(::GetProcAddress(::LoadLibraryA("ole32"), "CoCreateInstance")));
   return real(id, outer, context, wanted, object);
 }
 

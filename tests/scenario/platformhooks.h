@@ -152,6 +152,7 @@ ULONG WINAPI ListAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
   X("reg", RegSetValueExW, "advapi32")                    \
   X("reg", RegDeleteValueW, "advapi32")                   \
   X("reg", RegDeleteKeyW, "advapi32")                     \
+  X("close", RegCloseKey, "advapi32")                     \
   X("setup", SetupDiCreateDeviceInfoListExW, "setupapi")  \
   X("setup", SetupDiOpenDeviceInfoW, "setupapi")          \
   X("setup", SetupDiGetDeviceInfoListDetailW, "setupapi") \

@@ -24,11 +24,8 @@ std::atomic<std::size_t> g_failingBytes{0};
 std::wstring g_failingText;
 std::atomic<const wchar_t*> g_failingValue{nullptr};
 std::atomic<int> g_failingTextSkip{-1};
-std::atomic<const wchar_t*> g_failingPath{nullptr};
-std::atomic<unsigned> g_registryOpens{0};
 std::vector<std::pair<std::string, bool>> g_interfaces;
 std::atomic<ULONG> g_addressesStatus{ERROR_SUCCESS};
-std::atomic<unsigned> g_addressesCalls{0};
 
 template <typename Function>
 Function RealFunction(const wchar_t* module, const char* name) {
@@ -83,18 +80,9 @@ LSTATUS WINAPI SetRegistryValue(HKEY key, const wchar_t* name, DWORD reserved, D
   return real(key, name, reserved, type, data, bytes);
 }
 
-LSTATUS WINAPI OpenRegistryKey(HKEY key, const wchar_t* path, DWORD options, REGSAM access, HKEY* result) {
-  static const auto real = RealFunction<decltype(&::RegOpenKeyExW)>(L"advapi32.dll", "RegOpenKeyExW");
-  ++g_registryOpens;
-  const wchar_t* failing = g_failingPath;
-  if (failing != nullptr && path != nullptr && std::wcscmp(failing, path) == 0) return ERROR_ACCESS_DENIED;
-  return real(key, path, options, access, result);
-}
-
 }  // namespace
 
 extern "C" {
-decltype(&::RegOpenKeyExW) __imp_RegOpenKeyExW = OpenRegistryKey;
 decltype(&::OutputDebugStringW) __imp_OutputDebugStringW = RecordDebugOutput;
 decltype(&::MessageBoxW) __imp_MessageBoxW = RecordMessageBox;
 decltype(&::GetUserObjectInformationW) __imp_GetUserObjectInformationW = AnswerUserObject;
@@ -105,10 +93,9 @@ decltype(&::SysAllocString) __imp_SysAllocString = AllocateText;
 
 // Called through the function itself, as its header does not import it.
 extern "C" ULONG WINAPI GetAdaptersAddresses(ULONG, ULONG, void*, IP_ADAPTER_ADDRESSES* buffer, ULONG* size) {
-  ++g_addressesCalls;
-  if (g_addressesStatus != ERROR_SUCCESS && g_addressesStatus != ERROR_BUFFER_OVERFLOW) return g_addressesStatus;
+  if (g_addressesStatus != ERROR_SUCCESS) return g_addressesStatus;
   const ULONG needed = static_cast<ULONG>(g_interfaces.size() * sizeof *buffer);
-  if (g_addressesStatus == ERROR_BUFFER_OVERFLOW || *size < needed) {
+  if (*size < needed) {
     *size = needed + sizeof *buffer;
     return ERROR_BUFFER_OVERFLOW;
   }
@@ -150,16 +137,9 @@ FailingRegistryWrite::FailingRegistryWrite(const wchar_t* name) noexcept {
 }
 FailingRegistryWrite::~FailingRegistryWrite() { g_failingValue = nullptr; }
 
-FailingRegistryOpen::FailingRegistryOpen(const wchar_t* path) noexcept { g_failingPath = path; }
-FailingRegistryOpen::~FailingRegistryOpen() { g_failingPath = nullptr; }
-
-unsigned TakeRegistryOpens() { return g_registryOpens.exchange(0); }
-
 void AnswerAddresses(std::vector<std::pair<std::string, bool>> interfaces, ULONG status) {
   g_interfaces = std::move(interfaces);
   g_addressesStatus = status;
 }
-
-unsigned TakeAddressesCalls() { return g_addressesCalls.exchange(0); }
 
 }  // namespace tests

@@ -50,21 +50,7 @@ class FailingRegistryWrite {
   FailingRegistryWrite& operator=(const FailingRegistryWrite&) = delete;
 };
 
-/// While it lives, RegOpenKeyExW of this path fails with ERROR_ACCESS_DENIED.
-class FailingRegistryOpen {
- public:
-  explicit FailingRegistryOpen(const wchar_t* path) noexcept;
-  ~FailingRegistryOpen();
-  FailingRegistryOpen(const FailingRegistryOpen&) = delete;
-  FailingRegistryOpen& operator=(const FailingRegistryOpen&) = delete;
-};
-
-/// How often RegOpenKeyExW was called since the last question.
-unsigned TakeRegistryOpens();
-
 /// From now on GetAdaptersAddresses lists these interfaces by name, each up or down, or fails with `status`.
 void AnswerAddresses(std::vector<std::pair<std::string, bool>> interfaces, ULONG status = ERROR_SUCCESS);
-/// How often it was called since the last question.
-unsigned TakeAddressesCalls();
 
 }  // namespace tests

@@ -69,13 +69,11 @@ std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after)
   return changes;
 }
 
-std::wstring RawValue(DWORD type, const std::wstring& characters) {
-  std::vector<BYTE> data(characters.size() * sizeof(wchar_t));
-  if (!data.empty()) std::memcpy(data.data(), characters.data(), data.size());
-  return Hex(type, data, data.size());
+std::wstring TextValue(const wchar_t* text) {
+  std::vector<BYTE> data((std::wcslen(text) + 1) * sizeof(wchar_t));
+  std::memcpy(data.data(), text, data.size());
+  return Hex(REG_SZ, data, data.size());
 }
-
-std::wstring TextValue(const wchar_t* text) { return RawValue(REG_SZ, std::wstring(text) + L'\0'); }
 
 std::vector<std::wstring> MultiString(const qvrn::RegistryKey& key, const wchar_t* name) {
   std::vector<wchar_t> text;

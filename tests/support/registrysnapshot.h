@@ -19,10 +19,7 @@ Snapshot TakeSnapshot(HKEY root, const std::vector<std::wstring>& skipped = {});
 /// What changed, one line each: "+KEY:NAME = ...", "-KEY:NAME", "KEY:NAME = old -> new".
 std::vector<std::wstring> Changes(const Snapshot& before, const Snapshot& after);
 
-/// Type and bytes of a value as a snapshot shows them; `characters` are all that is stored.
-std::wstring RawValue(DWORD type, const std::wstring& characters);
-
-/// The same of a REG_SZ value with its terminator.
+/// Type and bytes of a REG_SZ value with its terminator, as a snapshot shows them.
 std::wstring TextValue(const wchar_t* text);
 
 /// The entries of a REG_MULTI_SZ value; none when it is absent.

@@ -15,7 +15,6 @@ using qvrn::Variant;
 
 constexpr wchar_t kTransport[] =
     L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E975-E325-11CE-BFC1-08002bE10318}\\0000";
-constexpr wchar_t kNetClassKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}";
 
 std::wstring DriverFolder() {
   wchar_t path[MAX_PATH] = {};
@@ -56,21 +55,6 @@ VlanMachine::~VlanMachine() {
   for (const wchar_t* name : {L"\\inf\\muxp.inf", L"\\inf\\mux_mp.inf"})
     ::DeleteFileW((windows + std::wstring(name)).c_str());
   TakeDebugOutput();
-}
-
-DWORD VlanMachine::Miniports() {
-  RegistryKey classKey;
-  classKey.Open(HKEY_LOCAL_MACHINE, kNetClassKey, KEY_READ);
-  DWORD miniports = 0;
-  wchar_t name[qvrn::kPathChars];
-  for (DWORD index = 0; classKey.SubkeyName(index, name) == ERROR_SUCCESS; ++index) {
-    RegistryKey instance;
-    wchar_t id[qvrn::kPathChars] = {};
-    instance.Open(classKey.Get(), name, KEY_READ);
-    instance.ReadText(L"ComponentId", id);
-    if (std::wstring(id) == L"qvrn_muxmp") ++miniports;
-  }
-  return miniports;
 }
 
 ComPtr<IWbemClassObject> VlanClient::Instance(const VlanValues& values) {

@@ -26,9 +26,6 @@ class VlanMachine : public Machine {
   static constexpr wchar_t kComputerName[] = L"TESTBED";
   static constexpr wchar_t kDriverKey[] = L"SYSTEM\\CurrentControlSet\\Services\\muxp\\Parameters\\Adapters";
 
-  /// Number of instance keys of virtual miniports.
-  static DWORD Miniports();
-
  private:
   qvrn::Printer m_printer;
   qvrn::Sleeper m_sleeper;
