@@ -15,6 +15,7 @@
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/filename.h"
 #include "tools/qvrnctl/vlan.h"
+#include "tools/qvrnctl/vlanoutcome.h"
 
 namespace qvrn {
 namespace {
@@ -256,6 +257,15 @@ TEST(FileName, IsMadeAbsoluteAndNeverTakenForAnAddress) {
   }
 }
 
+TEST(Links, AreNamedAsWindowsNamesThem) {
+  std::vector<std::wstring> names;
+  for (std::int64_t status = -1; status < 14; ++status) names.push_back(FormatValue(LinkName(status)));
+  EXPECT_EQ(Join(names),
+            L"-, Disconnected, Connecting, Connected, Disconnecting, Hardware not present, Hardware disabled, Hardware "
+            L"malfunction, Media disconnected, Authenticating, Authenticated, Authentication failed, Invalid address, "
+            L"Credentials required, -");
+}
+
 // The first and the last of each block, and their neighbours of another width.
 TEST(DisplayWidth, IsThatOfTheCharactersOnAScreen) {
   const std::pair<std::size_t, std::wstring> rows[] = {
@@ -312,7 +322,7 @@ TEST(Codes, AreNamedWithWhatToDoWhereThatIsKnown) {
   for (const HRESULT code : {0x80041015L, 0x800706BAL})
     EXPECT_THAT(WmiFailed(L"s", code).Message(), HasSubstr(L"; check the computer's name, that it is on"));
   EXPECT_THAT(WmiFailed(L"s", E_ACCESSDENIED).Message(), HasSubstr(L"); run it as an administrator"));
-  EXPECT_THAT(WmiFailed(L"s", 0x80070020L).Message(), HasSubstr(L"); another program has the file open"));
+  EXPECT_THAT(WmiFailed(L"s", 0x80070020L).Message(), testing::EndsWith(L"); another program has the file open"));
   for (const HRESULT code : {0x80041015L, 0x80010108L, 0x80010007L, 0x800706BAL, 0x800706BEL, 0x800706BFL})
     EXPECT_TRUE(IsConnectionLost(code));
   EXPECT_FALSE(IsConnectionLost(E_FAIL));

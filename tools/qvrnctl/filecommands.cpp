@@ -138,8 +138,13 @@ bool IsUntouched(const std::vector<Vlan>& before, const std::vector<Vlan>& after
   return !before.empty() && before == after;
 }
 
-int ConcludeRestore(const std::vector<VlanOutcome>& outcomes, const std::wstring& file, HRESULT answer) {
+int ConcludeRestore(const std::vector<VlanOutcome>& outcomes, const std::wstring& file, HRESULT answer,
+                    bool isUntouched) {
   const bool refused = ReportRefusal(L"restoring was refused", answer);
+  if (isUntouched) {
+    if (!refused) WriteError(L"the provider has changed nothing: it could not read " + file);
+    return kExitFailed;
+  }
   for (const VlanOutcome& outcome : outcomes) {
     if (AnyFailure({&outcome, 1})) WriteError(FormatVlanOutcome(outcome, false));
   }
@@ -186,11 +191,7 @@ int RunRestore(const Arguments& arguments) {
   const auto after = ReadBack<std::vector<Vlan>>(arguments, &ListVlans);
   const std::vector<VlanOutcome> outcomes = CompareRestored(before, wanted.value_or(after), after);
   ReportVlans(arguments, outcomes);
-  if (IsUntouched(before, after)) {
-    if (ReportRefusal(L"restoring was refused", answer)) return kExitFailed;
-    throw Failed(L"the provider has changed nothing: it could not read " + file);
-  }
-  return ConcludeRestore(outcomes, file, answer);
+  return ConcludeRestore(outcomes, file, answer, IsUntouched(before, after));
 }
 
 }  // namespace qvrn
