@@ -239,6 +239,21 @@ void Interpreter::Fail(Words& words) {
   FailCalls(name, part, code, skip, times);
 }
 
+// before CALL [PART] [skip N] do COMMAND: what another program does meanwhile.
+void Interpreter::Before(Words& words) {
+  const std::string name = words.Take();
+  std::string part;
+  int skip = 0;
+  while (!words.Accept("do")) {
+    if (words.Accept("skip")) {
+      skip = static_cast<int>(words.TakeNumber());
+    } else {
+      part = Expanded(words);
+    }
+  }
+  BeforeCalls(name, part, skip, 1, [this, command = words.TakeRest()] { RunNested(command); });
+}
+
 // answer NAME=VALUE: what every object answers when this property is read in the next request.
 void Interpreter::Answer(Words& words) {
   for (const PropertyValue& property : TakeProperties(words)) {

@@ -174,6 +174,7 @@ const std::map<std::string, Interpreter::Command>& Interpreter::Commands() {
       {"file", &Interpreter::WriteFile},
       {"cat", &Interpreter::ShowFile},
       {"fail", &Interpreter::Fail},
+      {"before", &Interpreter::Before},
       {"answer", &Interpreter::Answer},
       {"show", &Interpreter::Show},
       {"hide", &Interpreter::Hide},

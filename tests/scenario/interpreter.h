@@ -65,6 +65,7 @@ class Interpreter {
   void WriteFile(Words& words);
   void ShowFile(Words& words);
   void Fail(Words& words);
+  void Before(Words& words);
   void Answer(Words& words);
   void Show(Words& words);
   void Hide(Words& words);
