@@ -6,8 +6,7 @@
 
 #include "lab/schema/mofreader.h"
 #include "platform/comtext.h"
-#include "tests/support/hresult.h"
-#include "tests/support/provider.h"
+#include "tests/support/functiontest.h"
 
 namespace lab {
 namespace {
@@ -35,15 +34,11 @@ TEST(ClassObject, PutTakesWhatTheTypeCanHold) {
   } rows[] = {
       {L"mode", VT_I4, -5, WBEM_NO_ERROR, L"-5"},
       {L"Mode", VT_I2, -5, WBEM_NO_ERROR, L"-5"},
-      {L"Mode", VT_UI1, 5, WBEM_NO_ERROR, L"5"},
       {L"Mode", VT_NULL, 0, WBEM_NO_ERROR, L"null"},
       {L"Mode", VT_BSTR, 5, WBEM_E_TYPE_MISMATCH, L"7"},
       {L"Half", VT_I4, 65535, WBEM_NO_ERROR, L"65535"},
       {L"Half", VT_I4, 65536, WBEM_E_TYPE_MISMATCH, L"null"},
-      {L"Whole", VT_I4, -1, WBEM_NO_ERROR, L"-1"},
-      {L"Id", VT_BSTR, 5, WBEM_NO_ERROR, L"5"},
       {L"Id", VT_I4, 5, WBEM_E_TYPE_MISMATCH, L"null"},
-      {L"Flag", VT_I4, 1, WBEM_E_TYPE_MISMATCH, L"null"},
       {L"__CLASS", VT_BSTR, 1, WBEM_E_READ_ONLY, L"Thing"},
       {L"Nothing", VT_I4, 1, WBEM_E_NOT_FOUND, L"no such property"},
   };

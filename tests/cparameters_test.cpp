@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/machine.h"
+#include "tests/support/functiontest.h"
 #include "tools/winhalvextune/cadvanceddlg.h"
 
 namespace {
@@ -10,7 +10,8 @@ namespace {
 using qvrn::CEnumParameter;
 using qvrn::CIntParameter;
 using ::testing::ElementsAre;
-using tests::Machine;
+
+using Model = tests::FunctionTest;
 
 CEnumParameter Choice() {
   return {{L"P", L"", L""}, {{L"0", L"Off"}, {L"1", L"On"}, {L"2", L"On"}, {L"02", L"Other"}}, L"1", L"0"};
@@ -43,27 +44,24 @@ TEST(Parameter, ChangesWhileItDiffersFromWhatWasLoaded) {
   EXPECT_EQ(State(number), std::pair(5L, false));
 }
 
-TEST(Parameter, FindsEntriesExactly) {
-  tests::AssertionRecorder assertions;
+TEST_F(Model, FindsEntriesExactly) {
+  tests::Events("assertion");
   CEnumParameter choice = Choice();
   EXPECT_EQ(std::wstring(choice.GetDescription(L"02")), L"Other");
   EXPECT_EQ(choice.GetDescription(L"002"), nullptr);
   EXPECT_FALSE(choice.SetByValue(L"3"));
-  EXPECT_THAT(assertions.Take(), ::testing::IsEmpty());
+  EXPECT_THAT(tests::Events("assertion"), ::testing::IsEmpty());
   EXPECT_FALSE(choice.SetByDescription(L"on"));
-  EXPECT_THAT(assertions.Take(), ElementsAre("0, cparameters"));
+  EXPECT_THAT(tests::Events("assertion"), ElementsAre(R"(assertion "0" cparameters)"));
   EXPECT_EQ(State(choice), std::pair(std::wstring(L"1"), false));
 }
 
-TEST(Parameter, KeepsItsLabelsAndItsRoom) {
-  Machine machine;
-  machine.AddAdapter(7);
-  for (const wchar_t* name : {L"A", L"B", L"C", L"D", L"E", L"F", L"G", L"H", L"I", L"J", L"K", L"L"}) {
-    machine.AddInteger(7, name, L"0", L"9", L"1");
-    if (*name != L'B') machine.WriteText(Machine::InstanceKey(7) + L"\\Ndi\\config\\" + name, L"Group", name);
-  }
-  machine.AddDescriptor(7, L"M", {{L"ParamDesc", L"Number of Receive Rings"}, {L"default", L"1"}, {L"Group", L"A"}});
-  qvrn::CAdvancedDlg model(Machine::InstanceKey(7).c_str());
+TEST_F(Model, KeepsItsLabelsAndItsRoom) {
+  Tell("machine; adapter 7; parameter 7 A,B,C,D,E,F,G,H,I,J,K,L type=int min=0 max=9 default=1");
+  for (const char name : std::string("ACDEFGHIJKL"))
+    Tell("registry-set <class>\\0007\\Ndi\\config\\" + std::string(1, name) + ":Group \"" + name + "\"");
+  Tell("parameter 7 M ParamDesc=\"Number of Receive Rings\" default=1 Group=A");
+  qvrn::CAdvancedDlg model((tests::kClassKey + L"0007").c_str());
   ASSERT_TRUE(model.Load(L"x"));
   ASSERT_EQ(model.Groups().size(), 10u);
   EXPECT_EQ(model.Groups()[0].members, 2u);

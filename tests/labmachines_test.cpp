@@ -1,7 +1,7 @@
 // What the files of lab/machines promise, each loaded below a key of this test by the platform's own registry editor.
 #include <windows.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "platform/registrykey.h"
+#include "tests/scenario/events.h"
+#include "tests/scenario/sandbox.h"
 #include "tests/support/netcfgclient.h"
-#include "tests/support/registrysnapshot.h"
 
 #ifndef LAB_MACHINES
 #define LAB_MACHINES "lab/machines"
@@ -35,33 +36,26 @@ std::vector<Path> Machines() {
 class LabMachines : public ::testing::TestWithParam<Path> {
  protected:
   LabMachines() {
-    RegistryKey root;
-    root.Create(HKEY_CURRENT_USER, L"Software\\qvrn-machines-test", KEY_ALL_ACCESS);
-    ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, root.Get());
     // Two keys that every Windows has.
-    root.Create(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services", KEY_READ);
-    root.Create(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Enum\\ROOT", KEY_READ);
+    for (const wchar_t* key : {L"SYSTEM\\CurrentControlSet\\Services", L"SYSTEM\\CurrentControlSet\\Enum\\ROOT"})
+      m_machine.Write(key, L"", {});
     Load(GetParam());
   }
-  ~LabMachines() override {
-    ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-    ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\qvrn-machines-test");
-  }
 
-  static void Load(const Path& machine) {
+  void Load(const Path& machine) const {
     std::ifstream file(machine);
     std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     EXPECT_FALSE(text.empty());
     const std::string real = "HKEY_LOCAL_MACHINE";
-    const std::string own = "HKEY_CURRENT_USER\\Software\\qvrn-machines-test";
-    for (std::size_t at = 0; (at = text.find(real, at)) != std::string::npos; at += own.size()) {
+    const std::string own = "HKEY_CURRENT_USER\\" + scenario::Utf8(m_machine.Path());
+    for (std::size_t at = 0; (at = text.find(real, at)) != std::string::npos; at += own.size())
       text.replace(at, real.size(), own);
-    }
-    const Path copy = std::filesystem::temp_directory_path() / "qvrn-machines-test.reg";
+    const Path copy = scenario::Sandbox::Folder() + L"machine.reg";
     std::ofstream(copy) << text;
     EXPECT_EQ(::_wsystem((L"regedit /S \"" + copy.wstring() + L"\"").c_str()), 0);
-    std::filesystem::remove(copy);
   }
+
+  scenario::Sandbox m_machine;
 };
 
 TEST_P(LabMachines, AdaptersWithVlansAndNoOthersAreBoundThroughTheDriver) {
@@ -83,7 +77,12 @@ TEST_P(LabMachines, AdaptersWithVlansAndNoOthersAreBoundThroughTheDriver) {
     EXPECT_EQ(disabled.size(), throughDriver.contains(adapter) ? 3u : 0u);
     RegistryKey parameters;
     ASSERT_EQ(component->OpenParamKey(parameters.Put()), S_OK);
-    EXPECT_EQ(disabled, tests::MultiString(parameters, L"AdapterBindingBackup"));
+    std::vector<wchar_t> text;
+    std::size_t chars = 0;
+    std::vector<std::wstring> backup;
+    if (parameters.ReadMultiString(L"AdapterBindingBackup", text, chars) == ERROR_SUCCESS)
+      for (const wchar_t* at = text.data(); *at != L'\0'; at += backup.back().size() + 1) backup.emplace_back(at);
+    EXPECT_EQ(disabled, backup);
   }
   EXPECT_GE(count, 1u);
   RegistryKey driver;
@@ -95,10 +94,10 @@ TEST_P(LabMachines, AdaptersWithVlansAndNoOthersAreBoundThroughTheDriver) {
 }
 
 TEST_P(LabMachines, LeaveNothingOfAnotherMachine) {
-  const tests::Snapshot fresh = tests::TakeSnapshot(HKEY_LOCAL_MACHINE);
+  const scenario::Snapshot fresh = scenario::TakeSnapshot(HKEY_LOCAL_MACHINE);
   for (const Path& other : Machines()) Load(other);
   Load(GetParam());
-  EXPECT_EQ(tests::Changes(fresh, tests::TakeSnapshot(HKEY_LOCAL_MACHINE)), std::vector<std::wstring>{});
+  EXPECT_THAT(scenario::Changes(fresh, scenario::TakeSnapshot(HKEY_LOCAL_MACHINE)), ::testing::IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Lab, LabMachines, ::testing::ValuesIn(Machines()),

@@ -2,18 +2,12 @@
 #include <objbase.h>
 #include <olectl.h>
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
-#include "lab/labkey.h"
 #include "lab/wmi/wbemhost.h"
 #include "platform/comtext.h"
-#include "tests/support/hresult.h"
-#include "tests/support/machine.h"
-#include "tests/support/provider.h"
-#include "tools/wmi/qvrnwmiprovider/selfregistration.h"
+#include "tests/support/functiontest.h"
 
 namespace {
 
@@ -22,21 +16,15 @@ using qvrn::Bstr;
 using Texts = std::vector<std::wstring>;
 
 const std::wstring kClass = L"QvrnEN_NetworkAdapterConfiguration";
-const std::wstring kInstanceKey =
-    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}\\";
 
-class NamespaceTest : public testing::Test {
+class NamespaceTest : public tests::FunctionTest {
  protected:
   NamespaceTest() {
-    ComPtr<IClassFactory> factory;
-    EXPECT_HRESULT(S_OK, ::DllGetClassObject(qvrn::kProviderClassId, IID_PPV_ARGS(&factory)));
-    EXPECT_HRESULT(S_OK, ::CoRegisterClassObject(qvrn::kProviderClassId, factory.Get(), CLSCTX_INPROC_SERVER,
-                                                 REGCLS_MULTIPLEUSE, &m_registration));
+    Tell(
+        "machine; adapter 7; adapter 8 oth3\\another_maker; adapter 12; "
+        "parameter 7,12 *JumboPacket type=int min=1514 max=9014 default=1514");
   }
-  ~NamespaceTest() override {
-    lab::ForgetProviders();
-    ::CoRevokeClassObject(m_registration);
-  }
+  ~NamespaceTest() override { lab::ForgetProviders(); }
 
   HRESULT Get(const std::wstring& path) {
     ComPtr<IWbemClassObject> object;
@@ -59,19 +47,14 @@ class NamespaceTest : public testing::Test {
     return texts;
   }
 
-  tests::Machine m_machine;
-  tests::Provider m_provider;  ///< before the namespace loads its own: handlers keep the namespace that comes first
   IWbemServices* m_services = lab::Namespace();
-  DWORD m_registration = 0;
 };
 
 TEST_F(NamespaceTest, AQueryFiltersAndReducesWhatComes) {
-  m_machine.AddUsualAdapter(7);
-  m_machine.AddAdapter(8, L"oth3\\another_maker");
-  m_machine.AddUsualAdapter(12);
-  m_machine.WriteText(L"SYSTEM\\CurrentControlSet\\Enum\\" + tests::Machine::DeviceId(7), L"FriendlyName",
-                      L"The \"\x263A\" 'a' \\ b");
-  m_machine.WriteNumber(kInstanceKey + L"0012", L"LabConnectionStatus", 2);
+  Tell(
+      "registry-set SYSTEM\\CurrentControlSet\\Enum\\PCI\\VEN_51A0&DEV_4801\\4&7:FriendlyName "
+      "\"The \\\"\xE2\x98\xBA\\\" 'a' \\ b\"");
+  Tell("registry-set <class>\\0012:LabConnectionStatus dword 2");
   const struct {
     std::wstring query;
     const wchar_t* property;
@@ -79,16 +62,13 @@ TEST_F(NamespaceTest, AQueryFiltersAndReducesWhatComes) {
   } rows[] = {
       {L"SELECT * FROM qvrnen_networkadapterconfiguration", L"SettingID", {L"7", L"12"}},
       {L"SELECT SettingID FROM " + kClass + L" WHERE SettingID = '12'", L"__RELPATH", {kClass + L".SettingID=\"12\""}},
-      {L"SELECT RssMode FROM " + kClass + L" WHERE SettingID = '7'", L"__RELPATH", {L"null"}},
       {L"SELECT RssMode FROM " + kClass + L" WHERE SettingID = '7'", L"SettingID", {L"no such property"}},
       {L"SELECT RssMode , __PATH FROM " + kClass,
        L"__RELPATH",
        {kClass + L".SettingID=\"7\"", kClass + L".SettingID=\"12\""}},
       {L"  select\t* from Win32_NetworkAdapter  ", L"DeviceID", {L"7", L"8", L"12"}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE DeviceID = 8", L"NetConnectionStatus", {L"null"}},
-      {L"SELECT * FROM Win32_NetworkAdapter WHERE deviceid = '80'", L"DeviceID", {}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = 0x2", L"DeviceID", {L"12"}},
-      {L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus = TRUE", L"DeviceID", {}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE Name = \"the \\\"\x263A\\\" 'A' \\\\ b\"", L"DeviceID", {L"7"}},
       {L"SELECT * FROM Win32_NetworkAdapter WHERE Name = 'The \"\x263A\" \\'a\\' \\\\ b'", L"DeviceID", {L"7"}},
   };
@@ -100,28 +80,23 @@ TEST_F(NamespaceTest, AQueryFiltersAndReducesWhatComes) {
 }
 
 TEST_F(NamespaceTest, WhatTheProviderSaysComesWithTheResult) {
+  Tell("registry-set SOFTWARE\\QvrnLab:ImpersonationLevel dword 2");
+  EXPECT_HRESULT(WBEM_E_ACCESS_DENIED, Get(kClass + L"=\"7\""));
+  Tell("machine");
   HRESULT last = S_OK;
   EXPECT_TRUE(Query(L"SELECT * FROM " + kClass, L"SettingID", last).empty());
   EXPECT_HRESULT(WBEM_E_NOT_FOUND, last) << "no adapter, told by the last Next";
-  m_machine.AddUsualAdapter(7);
-  EXPECT_HRESULT(S_OK, Get(kClass + L".SettingID=\"7\""));
-  m_machine.WriteNumber(lab::kLabKey, L"ImpersonationLevel", 2);
-  EXPECT_HRESULT(WBEM_E_ACCESS_DENIED, Get(kClass + L"=\"7\""));
 }
 
 TEST_F(NamespaceTest, PathsAreThoseOfTheNamespace) {
-  m_machine.AddUsualAdapter(7);
   const struct {
     std::wstring path;
     WBEMSTATUS expected;
   } rows[] = {{L"ROOT/CimV2:" + kClass, WBEM_NO_ERROR},
               {L"//./root/cimv2:" + kClass + L".SettingID=\"7\"", WBEM_NO_ERROR},
-              {L"\\\\localhost\\root\\cimv2:" + kClass, WBEM_NO_ERROR},
               {L"\\\\another-machine\\root\\cimv2:" + kClass, WBEM_E_INVALID_NAMESPACE},
-              {L"root\\default:" + kClass, WBEM_E_INVALID_NAMESPACE},
               {L"NoSuchClass", WBEM_E_NOT_FOUND},
-              {L"NoSuchClass.A=\"a:b,c.d=\\\"\",B=2", WBEM_E_INVALID_CLASS},
-              {L"StdRegProv.Id=1", WBEM_E_PROVIDER_NOT_CAPABLE}};
+              {L"NoSuchClass.A=\"a:b,c.d=\\\"\",B=2", WBEM_E_INVALID_CLASS}};
   for (const auto& row : rows) EXPECT_HRESULT(row.expected, Get(row.path)) << &row - rows;
   for (const wchar_t* rest :
        {L".SettingID", L".SettingID=", L".SettingID=\"7", L".SettingID=\"7\"x", L".SettingID=7,", L" two", L".=7"}) {
@@ -133,14 +108,9 @@ TEST_F(NamespaceTest, RefusesQueriesThatAreNotServed) {
   HRESULT last = S_OK;
   Query(L"SELECT * FROM NoSuchClass", L"", last);
   EXPECT_HRESULT(WBEM_E_INVALID_CLASS, last);
-  const std::wstring all = L"SELECT * FROM StdRegProv ";
-  for (const std::wstring& text :
-       {std::wstring(L"SELECT Colour FROM StdRegProv"), std::wstring(L"SELECT __PATH, FROM StdRegProv"), all + L"ORDER",
-        all + L"WHERE Colour = 1", all + L"WHERE __PATH = b", all + L"WHERE __PATH = 'open",
-        all + L"WHERE __PATH = 12x", all + L"WHERE __PATH <> 1", all + L"WHERE __PATH = 1 AND __PATH = 2",
-        std::wstring(L"ASSOCIATORS OF {X.a=1}")}) {
-    Query(text, L"", last);
-    EXPECT_HRESULT(WBEM_E_INVALID_QUERY, last) << testing::PrintToString(text);
+  for (const wchar_t* rest : {L"ORDER", L"WHERE Colour = 1", L"WHERE __PATH = 'open", L"WHERE __PATH <> 1"}) {
+    Query(std::wstring(L"SELECT * FROM StdRegProv ") + rest, L"", last);
+    EXPECT_HRESULT(WBEM_E_INVALID_QUERY, last) << rest;
   }
 }
 

@@ -232,6 +232,21 @@ void Fail(Interpreter& stage, Words& words) {
   FailCalls(name, part, code, skip, times);
 }
 
+// before CALL [PART] [skip N] do COMMAND: what another program does meanwhile.
+void Before(Interpreter& stage, Words& words) {
+  const std::string name = words.Take();
+  std::string part;
+  int skip = 0;
+  while (!words.Accept("do")) {
+    if (words.Accept("skip")) {
+      skip = static_cast<int>(words.TakeNumber());
+    } else {
+      part = stage.Expanded(words);
+    }
+  }
+  BeforeCalls(name, part, skip, 1, [&stage, command = words.TakeRest()] { stage.RunCommand(command); });
+}
+
 // answer NAME=VALUE...: what every object answers when this property is read in the next request.
 void Answer(Interpreter& stage, Words& words) {
   for (const PropertyValue& property : stage.TakeProperties(words)) {
@@ -276,6 +291,7 @@ const Commands& ArrangingCommands() {
                                     {"file", WriteFile},
                                     {"cat", ShowFile},
                                     {"fail", Fail},
+                                    {"before", Before},
                                     {"answer", Answer},
                                     {"show", Show},
                                     {"hide", Hide},

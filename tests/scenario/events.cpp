@@ -17,6 +17,7 @@ struct Failure {
   std::uint32_t code;
   int skip;
   int times;
+  std::function<void()> action;  ///< instead of the failure
   bool used = false;
 };
 
@@ -49,7 +50,12 @@ Observation::~Observation() { t_observed = m_before; }
 
 void FailCalls(std::string name, std::string part, std::uint32_t code, int skip, int times) {
   const std::lock_guard guard(g_lock);
-  g_failures.push_back({std::move(name), std::move(part), code, skip, times, false});
+  g_failures.push_back({std::move(name), std::move(part), code, skip, times, nullptr, false});
+}
+
+void BeforeCalls(std::string name, std::string part, int skip, int times, std::function<void()> action) {
+  const std::lock_guard guard(g_lock);
+  g_failures.push_back({std::move(name), std::move(part), 0, skip, times, std::move(action), false});
 }
 
 void FailCallNumber(int number) {
@@ -72,13 +78,17 @@ std::vector<std::string> ForgetFailures() {
 std::optional<std::uint32_t> FailureOf(std::string_view name, std::string_view text) {
   // Functions of the registry fail with Win32 codes, the others with what is a failure for all of them.
   if (++g_calls == g_failingCall) return name.starts_with("Reg") ? ERROR_ACCESS_DENIED : E_FAIL;
-  const std::lock_guard guard(g_lock);
+  std::unique_lock guard(g_lock);
   for (Failure& failure : g_failures) {
     if (failure.name != name || text.find(failure.part) == std::string_view::npos) continue;
     if (failure.skip-- > 0 || failure.times <= 0) continue;
     --failure.times;
     failure.used = true;
-    return failure.code;
+    if (!failure.action) return failure.code;
+    const std::function<void()> action = failure.action;
+    guard.unlock();
+    action();
+    return std::nullopt;
   }
   return std::nullopt;
 }

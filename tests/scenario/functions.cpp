@@ -2,11 +2,23 @@
 
 #include <windows.h>
 
+#include <netcfgx.h>
+#include <olectl.h>
+
+#include <wrl/client.h>
+
 #include <algorithm>
 #include <map>
 #include <memory>
 #include <stdexcept>
 
+#include "lab/netcfg/netcfg.h"
+#include "mux/notifyob/cmuxteamminiport.h"
+#include "mux/notifyob/notifysupport.h"
+#include "platform/comtext.h"
+#include "platform/hresult.h"
+#include "platform/registrykey.h"
+#include "tests/scenario/comproxy.h"
 #include "tests/scenario/events.h"
 #include "tests/scenario/requests.h"
 #include "tools/winhalvextune/common.h"
@@ -68,10 +80,106 @@ std::string Shown(const Arguments& words) {
   return "";
 }
 
+template <typename Change>
+std::string Bindings(const Arguments& words, Change change) {
+  qvrn::RegistryKey key;
+  key.Open(HKEY_LOCAL_MACHINE, words.at(0).c_str(), KEY_ALL_ACCESS);
+  return Code(change(key.Get(), words.at(1).c_str()));
+}
+
+std::string ResourceString(const Arguments& words) {
+  const HMODULE module = words.at(0) == L"none" ? nullptr : ::GetModuleHandleW(nullptr);
+  BSTR text = ::SysAllocString(L"as before");
+  const bool result = qvrn::LoadResourceString(text, module, static_cast<WORD>(Number(words.at(1))));
+  const std::string told = Bool(result) + " " + Quoted(text) + " " + std::to_string(::SysStringLen(text));
+  ::SysFreeString(text);
+  return told;
+}
+
+// A component's value: the result, the size, and the first five bytes of the buffer.
+std::string ComponentValue(const Arguments& words) {
+  using Microsoft::WRL::ComPtr;
+  ComPtr<INetCfg> netCfg;
+  ComPtr<INetCfgComponent> component;
+  lab::NetCfgClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&netCfg));
+  netCfg->Initialize(nullptr);
+  netCfg->FindComponent(words.at(0).c_str(), &component);
+  std::vector<BYTE> buffer(4096, 0xCC);
+  DWORD bytes = 77;
+  std::string told = Code(qvrn::ReadRegistryParams(component.Get(), words.at(1).c_str(), buffer.data(), &bytes));
+  told += " " + std::to_string(bytes) + ":";
+  for (int i = 0; i < 5; ++i) told += " " + Hex(buffer[static_cast<std::size_t>(i)]).substr(2);
+  return told;
+}
+
+// A team by GUID or "none", name and type; then what is done with it, each step with its result.
+std::string Team(const Arguments& words) {
+  using Microsoft::WRL::ComPtr;
+  const auto guid = [&words](std::size_t at) {
+    GUID read = {};
+    ::CLSIDFromString(words.at(at).c_str(), &read);
+    return read;
+  };
+  ComPtr<INetCfg> netCfg;
+  ComPtr<INetCfgLock> lock;
+  ComPtr<INetCfgComponent> component;
+  qvrn::TaskText holder;
+  ::CoCreateInstance(CLSID_CNetCfg, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&netCfg));
+  netCfg.As(&lock);
+  lock->AcquireWriteLock(0, L"team", holder.Put());
+  netCfg->Initialize(nullptr);
+  netCfg->FindComponent(L"qvrn_muxmp", &component);
+  const GUID teamGuid = guid(0);
+  qvrn::CMuxTeamMiniport team(netCfg.Get(), words.at(0) == L"none" ? nullptr : &teamGuid, words.at(1).c_str(),
+                              Number(words.at(2)));
+  std::string told;
+  for (std::size_t at = 3; at < words.size(); ++at) {
+    const std::wstring& step = words[at];
+    told += told.empty() ? "" : " ";
+    if (step == L"insert") {
+      told += Code(team.InsertRegistryParams(component.Get()));
+    } else if (step == L"load") {
+      told += Code(team.LoadConfiguration());
+    } else if (step == L"uninstall") {
+      told += Code(team.DeInstall());
+    } else if (step == L"guid") {
+      GUID own = {};
+      team.GetMiniportGUID(&own);
+      told += GuidName(own);
+    } else {
+      const GUID adapter = guid(++at);
+      if (step == L"primary") told += Bool(team.IsPrimaryAdapter(adapter));
+      if (step == L"add") told += Code(team.ApplyRegistryChanges(qvrn::ActionAdd, &adapter));
+      if (step == L"remove") told += Code(team.ApplyRegistryChanges(qvrn::ActionRemove, &adapter));
+    }
+  }
+  return told;
+}
+
 using Function = std::string (*)(const Arguments& words);
 
 const std::map<std::string, Function>& Functions() {
   static const std::map<std::string, Function> functions = {
+      {"AddToUpperBindings", [](const Arguments& w) { return Bindings(w, qvrn::AddToUpperBindings); }},
+      {"RemoveFromUpperBindings", [](const Arguments& w) { return Bindings(w, qvrn::RemoveFromUpperBindings); }},
+      {"IsTokenInList",
+       [](const Arguments& w) { return Bool(qvrn::IsTokenInList(w.at(0).c_str(), w.at(1).c_str(), Number(w.at(2)))); }},
+      {"GuidFromDeviceName",
+       [](const Arguments& w) { return Quoted(qvrn::GuidFromDeviceName(w.at(0).c_str()).get()); }},
+      {"ReadRegistryParams", ComponentValue},
+      {"Team", Team},
+      {"LoadResourceString", ResourceString},
+      {"IntegerLog2", [](const Arguments& w) { return std::to_string(qvrn::IntegerLog2(std::stol(w.at(0)))); }},
+      {"PowerOfTwo", [](const Arguments& w) { return std::to_string(qvrn::PowerOfTwo(std::stol(w.at(0)))); }},
+      {"HrFromWin32", [](const Arguments& w) { return Code(qvrn::HrFromWin32(std::stol(w.at(0), nullptr, 0))); }},
+      {"FormatObjectPath",
+       [](const Arguments& w) {
+         const Buffer buffer(w.at(1));
+         qvrn::FormatObjectPath(buffer.Get(), buffer.Chars(), L"Win32_NetworkAdapter", L"DeviceID", w.at(0).c_str());
+         return buffer.Text().substr(1);
+       }},
+      {"DllRegisterServer", [](const Arguments&) { return Code(::DllRegisterServer()); }},
+      {"DllUnregisterServer", [](const Arguments&) { return Code(::DllUnregisterServer()); }},
       {"CheckAdapterIndex", [](const Arguments& w) { return Code(qvrn::CheckAdapterIndex(Number(w.at(0)))); }},
       {"FindParentAdapterIndex", [](const Arguments& w) { return IntoBuffer(w, qvrn::FindParentAdapterIndex); }},
       {"GetAdapterIndexByInstanceId",

@@ -1,9 +1,9 @@
-// Runs every scenario of tests/scenarios in the multithreaded apartment, as the WMI service runs a provider, with the
+// Runs the function tests and every scenario of tests/scenarios in the multithreaded apartment, as the WMI service runs a provider, with the
 // lab's network configuration and WMI as COM's. With QVRN_REWRITE set, scenarios that do not hold are rewritten.
 #include <netcfgx.h>
 #include <objbase.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -63,7 +63,7 @@ void RegisterClass(REFCLSID id, IUnknown* factory) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
+  ::testing::InitGoogleMock(&argc, argv);
   tests::EndOnCrash();
   ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   for (const scenario::Replacement& replacement : scenario::Replacements()) {

@@ -88,6 +88,7 @@ class Sink final : public Borrowed<IWbemObjectSink> {
     const bool keeps = live.find("IWbemClassObject") != std::string::npos;
     Note("status", "", code + (isPlain ? "" : " with more") + (keeps ? " while an object lives" : ""));
     statuses += " " + code + (isPlain ? "" : "+");
+    FailureOf("IWbemObjectSink::SetStatus", code);
     return WBEM_S_NO_ERROR;
   }
 

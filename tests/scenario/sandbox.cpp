@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 #include "lab/labkey.h"
 #include "tests/scenario/events.h"
@@ -16,8 +17,8 @@ constexpr wchar_t kSandboxes[] = L"Software\\QvrnScenarios";
 constexpr wchar_t kClassKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}";
 constexpr wchar_t kDevices[] = L"SYSTEM\\CurrentControlSet\\Enum";
 
-void Collect(HKEY key, const std::wstring& path, Snapshot& snapshot) {
-  if (path == lab::kLabKey || path == kDevices) return;
+void Collect(HKEY key, const std::wstring& path, const std::set<std::wstring>& skipped, Snapshot& snapshot) {
+  if (skipped.contains(path)) return;
   snapshot[path + L":"] = {};
   // Large, so once for all keys.
   static std::vector<wchar_t> name(16384);
@@ -35,7 +36,7 @@ void Collect(HKEY key, const std::wstring& path, Snapshot& snapshot) {
     if (::RegEnumKeyExW(key, index, subkey, &chars, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
     RegistryKey child;
     if (child.Open(key, subkey, KEY_READ) != ERROR_SUCCESS) continue;
-    Collect(child.Get(), path.empty() ? subkey : path + L"\\" + subkey, snapshot);
+    Collect(child.Get(), path.empty() ? subkey : path + L"\\" + subkey, skipped, snapshot);
   }
 }
 
@@ -123,7 +124,13 @@ void Sandbox::Delete(const std::wstring& key, const std::wstring& name) const {
 
 Snapshot Sandbox::Registry() const {
   Snapshot snapshot;
-  Collect(m_root.Get(), L"", snapshot);
+  Collect(m_root.Get(), L"", {lab::kLabKey, kDevices}, snapshot);
+  return snapshot;
+}
+
+Snapshot TakeSnapshot(HKEY root) {
+  Snapshot snapshot;
+  Collect(root, L"", {}, snapshot);
   return snapshot;
 }
 

@@ -34,6 +34,8 @@ class Sandbox {
 
   /// Everything but the lab's own key and the devices' keys, which the setup API writes as it likes.
   Snapshot Registry() const;
+  /// Where the machine is, below HKEY_CURRENT_USER.
+  const std::wstring& Path() const { return m_path; }
 
   /// A folder of this program's own for files, ending in a backslash; emptied by each machine.
   static const std::wstring& Folder();
@@ -51,6 +53,8 @@ StoredValue MultiStringValue(const std::vector<std::wstring>& texts);
 /// hexadecimal. What a proper text would not have stands behind it: "unterminated", "then ..." with the rest.
 std::string ValueText(const StoredValue& value);
 
+/// Everything below a key.
+Snapshot TakeSnapshot(HKEY root);
 /// What changed, one line each: "+KEY:NAME VALUE", "-KEY:NAME", "KEY:NAME VALUE".
 std::vector<std::string> Changes(const Snapshot& before, const Snapshot& after);
 
