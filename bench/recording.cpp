@@ -176,7 +176,11 @@ struct Recorder<Function> {
       Keep(Address(&Call), text, Number(result), [arguments, result](Live& live) {
         const auto call = [&live](const auto&... argument) { return before(argument.Again(live)...); };
         const Result again = std::apply(call, arguments);
-        if constexpr (std::is_pointer_v<Result>) live.handles[result] = again;
+        if constexpr (std::is_pointer_v<Result>) {
+          live.handles[result] = again;
+        } else {
+          static_cast<void>(result);
+        }
         return Number(again);
       });
       return result;

@@ -11,7 +11,6 @@
 
 namespace {
 
-using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using tests::kNetClass;
 using tests::kTransportClass;

@@ -91,7 +91,7 @@ std::string ResourceString(const Arguments& words) {
   const HMODULE module = words.at(0) == L"none" ? nullptr : ::GetModuleHandleW(nullptr);
   BSTR text = ::SysAllocString(L"as before");
   const bool result = qvrn::LoadResourceString(text, module, static_cast<WORD>(Number(words.at(1))));
-  const std::string told = Bool(result) + " " + Quoted(text) + " " + std::to_string(::SysStringLen(text));
+  std::string told = Bool(result) + " " + Quoted(text) + " " + std::to_string(::SysStringLen(text));
   ::SysFreeString(text);
   return told;
 }
