@@ -28,6 +28,7 @@ std::vector<Event> g_events;
 std::vector<Failure> g_failures;
 std::atomic<int> g_calls{0};
 std::atomic<int> g_failingCall{0};
+std::string g_failedCall;
 thread_local bool t_observed = false;
 
 }  // namespace
@@ -59,11 +60,18 @@ void BeforeCalls(std::string name, std::string part, int skip, int times, std::f
 }
 
 void FailCallNumber(int number) {
+  const std::lock_guard guard(g_lock);
+  if (number != 0) g_failedCall.clear();
   g_calls = 0;
   g_failingCall = number;
 }
 
 int ObservedCalls() { return g_calls; }
+
+std::string FailedCall() {
+  const std::lock_guard guard(g_lock);
+  return g_failedCall;
+}
 
 std::vector<std::string> ForgetFailures() {
   const std::lock_guard guard(g_lock);
@@ -77,7 +85,10 @@ std::vector<std::string> ForgetFailures() {
 
 std::optional<std::uint32_t> FailureOf(std::string_view name, std::string_view text) {
   // Functions of the registry fail with Win32 codes, the others with what is a failure for all of them.
-  if (++g_calls == g_failingCall) return name.starts_with("Reg") ? ERROR_ACCESS_DENIED : E_FAIL;
+  if (++g_calls == g_failingCall) {
+    g_failedCall = name;
+    return name.starts_with("Reg") ? ERROR_ACCESS_DENIED : E_FAIL;
+  }
   std::unique_lock guard(g_lock);
   for (Failure& failure : g_failures) {
     if (failure.name != name || text.find(failure.part) == std::string_view::npos) continue;

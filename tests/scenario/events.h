@@ -47,6 +47,8 @@ void FailCalls(std::string name, std::string part, std::uint32_t code, int skip,
 void BeforeCalls(std::string name, std::string part, int skip, int times, std::function<void()> action);
 /// The `number`th observed call from now on fails, whatever it is, the way its function fails; 0: none.
 void FailCallNumber(int number);
+/// The function of the call that failed by its number; empty when none has.
+std::string FailedCall();
 /// Observed calls since FailCallNumber.
 int ObservedCalls();
 /// Gives those that have failed no call.
