@@ -292,6 +292,10 @@ class MofReader {
       const Token start = m_lexer.Current();
       Property parameter = ReadDeclaration();
       CheckScope(kOnParameter);
+      if (parameter.type == FindCimType(L"string")->type && m_lexer.Accept(L'[')) {
+        Expect(L']');
+        parameter.type |= kArrayFlag;
+      }
       if (m_lexer.Accept(L'=')) parameter.initial = ReadValue(parameter);
       const Qualifier* const given = FindQualifier(parameter.qualifiers, L"id");
       if (given != nullptr && given->value != Value(id)) Refuse(start, "the parameters' IDs do not run from 0");

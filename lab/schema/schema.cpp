@@ -15,6 +15,7 @@ constexpr CimType kTypes[] = {
     {L"uint32", 19, ValueKind::kNumber, 0, 0xFFFFFFFF},
     {L"sint32", 3, ValueKind::kNumber, -0x80000000LL, 0x7FFFFFFF},
     {L"string", 8, ValueKind::kText, 0, 0},
+    {L"string[]", 8 | kArrayFlag, ValueKind::kTexts, 0, 0},
 };
 
 template <typename Items, typename Predicate>

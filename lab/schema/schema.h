@@ -26,6 +26,8 @@ struct CimType {
   std::int64_t maximum;
 };
 
+/// Of a CIMTYPE: an array of these. There are arrays of texts, as parameters.
+inline constexpr long kArrayFlag = 0x2000;
 inline constexpr CimType kReferenceType = {L"ref", 102, ValueKind::kText, 0, 0};
 
 /// The type with this MOF name; null for none, and for "ref", which stands behind the name of a class.

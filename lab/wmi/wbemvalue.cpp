@@ -37,6 +37,7 @@ struct ToVariant {
 
 VARTYPE VariantTypeOf(ValueKind kind) {
   if (kind == ValueKind::kFlag) return VT_BOOL;
+  if (kind == ValueKind::kTexts) return VT_ARRAY | VT_BSTR;
   return static_cast<VARTYPE>(kind == ValueKind::kNumber ? VT_I4 : VT_BSTR);
 }
 

@@ -19,10 +19,14 @@ struct Arguments {
   std::wstring vlanId;  ///< empty when not given, as the two below
   std::wstring vlanName;
   std::wstring priority;
+  std::wstring timeout;        ///< of one WMI request, in seconds; empty for the client's own
+  std::wstring confirmWithin;  ///< in seconds; empty when no confirmation is asked for
   bool json = false;
   bool association = false;
   bool whatIf = false;
   bool yes = false;
+  bool ifExists = false;
+  bool status = false;
   bool noColour = false;  ///< taken for the sake of scripts: nothing is coloured
   bool help = false;
   bool version = false;
@@ -42,8 +46,12 @@ enum Option : unsigned {
   kOptionName = 512,
   kOptionPriority = 1024,
   kOptionNoColour = 2048,
+  kOptionTimeout = 4096,
+  kOptionConfirmWithin = 8192,
+  kOptionIfExists = 16384,
+  kOptionStatus = 32768,
 };
-inline constexpr unsigned kReadingOptions = kOptionComputer | kOptionNamespace | kOptionJson;
+inline constexpr unsigned kReadingOptions = kOptionComputer | kOptionNamespace | kOptionJson | kOptionTimeout;
 inline constexpr unsigned kChangingOptions = kReadingOptions | kOptionWhatIf | kOptionYes;
 inline constexpr unsigned kVlanOptions = kChangingOptions | kOptionId | kOptionName | kOptionPriority;
 
@@ -52,7 +60,7 @@ inline constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
 /// One command: a row of the client's table. The name may be of two words ("noun verb").
 struct Command {
   const wchar_t* name;
-  const wchar_t* operands;  ///< for the usage line
+  const wchar_t* operands;  ///< for the usage line; null for a command that the help does not show
   std::size_t least;        ///< fewest operands
   std::size_t most;         ///< most operands
   unsigned options;
@@ -63,8 +71,12 @@ struct Command {
   int (*run)(const Arguments& arguments);
 };
 
-/// Parses the words after the program's name. Throws ClientError (wrong usage) with the usage that would be right.
+/// Parses the words after the program's name. `help COMMAND` and `/?` mean --help. Throws ClientError (wrong usage) with
+/// the usage that would be right.
 Arguments ParseArguments(std::span<const std::wstring> words, std::span<const Command> commands);
+
+/// The whole number of seconds that an option's text is. Throws ClientError (wrong usage) for anything else.
+unsigned ParseSeconds(const wchar_t* option, const std::wstring& text);
 
 /// What `--help` prints without a command.
 std::wstring GeneralHelp(std::span<const Command> commands);

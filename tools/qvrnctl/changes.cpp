@@ -15,12 +15,25 @@ bool ReportRefusal(const std::wstring& subject, HRESULT answer) {
   return true;
 }
 
+void RefuseFaults(const std::vector<std::wstring>& faults, const std::wstring& conclusion) {
+  constexpr std::size_t kMostFaults = 20;
+  if (faults.empty()) return;
+  for (std::size_t i = 0; i < faults.size() && i < kMostFaults; ++i) WriteError(faults[i]);
+  if (faults.size() > kMostFaults) WriteError(L"and " + std::to_wstring(faults.size() - kMostFaults) + L" more");
+  throw Failed(conclusion);
+}
+
 void WaitToReadAgain(const ClientError& error, int attempt) {
   constexpr int kAttempts = 30;
   if (attempt == kAttempts || !IsConnectionLost(error.Code())) {
     throw ClientError(kExitFailed, L"what the change has done cannot be read back: " + error.Message(), error.Code());
   }
   ::Sleep(1000);
+}
+
+WmiClient ConnectAgain(const Arguments& arguments, const WmiClient& wmi) {
+  if (arguments.computer.empty()) return wmi;
+  return ReadBack<WmiClient>(arguments, [](const WmiClient& fresh) { return fresh; });
 }
 
 }  // namespace qvrn

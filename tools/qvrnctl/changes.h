@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/wmiclient.h"
@@ -15,6 +16,10 @@ void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId);
 /// Says what WMI answered when that tells something; gives whether it did. Of the provider's own answers neither
 /// success nor "not found" does: a put that worked may come back as "not found", one that failed as success.
 bool ReportRefusal(const std::wstring& subject, HRESULT answer);
+
+/// Ends the command with one line for each fault, and the conclusion; does nothing where there is none. Throws
+/// ClientError.
+void RefuseFaults(const std::vector<std::wstring>& faults, const std::wstring& conclusion);
 
 /// Waits a while before what a change has done is read once more. Throws ClientError when reading again is of no use:
 /// after any error but a lost connection, and after half a minute.
@@ -32,5 +37,9 @@ Result ReadBack(const Arguments& arguments, const std::function<Result(const Wmi
     }
   }
 }
+
+/// The connection for the next change: `wmi` itself, but to another computer a new one, as the change before may have cut
+/// the old one.
+WmiClient ConnectAgain(const Arguments& arguments, const WmiClient& wmi);
 
 }  // namespace qvrn

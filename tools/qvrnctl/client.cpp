@@ -1,8 +1,14 @@
 #include "tools/qvrnctl/client.h"
 
+#include <algorithm>
+#include <new>
+
 #include "tools/qvrnctl/commands.h"
 #include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/json.h"
 #include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/properties.h"
+#include "tools/qvrnctl/requests.h"
 #include "tools/qvrnctl/wmiclient.h"
 
 namespace qvrn {
@@ -17,20 +23,39 @@ int Run(const Arguments& arguments) {
     WriteOut(L"qvrnctl " QVRNCTL_VERSION L"\n");
     return kExitDone;
   }
+  SetRequestTimeout(arguments.timeout.empty() ? kRequestTimeout : ParseSeconds(L"--timeout", arguments.timeout));
   const ComRuntime com;
   return arguments.command->run(arguments);
+}
+
+// For programs, where the command has printed nothing else.
+void WriteErrorAsJson(const std::wstring& message, HRESULT code) {
+  const Value name = ShortNameOfCode(code);
+  const Json error = {{"code", TextOf(name).empty() ? Json(nullptr) : ToJson(name)},
+                      {"hresult", code == S_OK ? Json(nullptr) : ToJson(NumberOfCode(code))},
+                      {"message", ToJson(message)}};
+  WriteOut(FormatOnOneLine({{"error", error}}) + L"\n");
+}
+
+int Conclude(std::span<const std::wstring> words, int status, const std::wstring& message, HRESULT code) try {
+  WriteError(message);
+  if (std::ranges::find(words, L"--json") != words.end() && !HasOutput()) WriteErrorAsJson(message, code);
+  return status;
+} catch (const std::exception&) {
+  return status;  // nobody reads the output
 }
 
 }  // namespace
 
 int RunClient(std::span<const std::wstring> words) try {
+  StartOutput();
   return Run(ParseArguments(words, Commands()));
 } catch (const ClientError& error) {
-  WriteError(error.Message());
-  return error.ExitStatus();
-} catch (const std::exception&) {
-  WriteError(L"out of memory");
-  return kExitFailed;
+  return Conclude(words, error.ExitStatus(), error.Message(), error.Code());
+} catch (const std::bad_alloc&) {
+  return Conclude(words, kExitFailed, L"out of memory", E_OUTOFMEMORY);
+} catch (const std::exception& error) {
+  return Conclude(words, kExitFailed, L"unexpected: " + FromUtf8(error.what()), E_UNEXPECTED);
 }
 
 }  // namespace qvrn

@@ -20,5 +20,14 @@ int RunVlanRemove(const Arguments& arguments);
 int RunTree(const Arguments& arguments);
 int RunSave(const Arguments& arguments);
 int RunRestore(const Arguments& arguments);
+int RunDescribe(const Arguments& arguments);
+int RunReset(const Arguments& arguments);
+int RunShow(const Arguments& arguments);
+int RunDiff(const Arguments& arguments);
+int RunApply(const Arguments& arguments);
+int RunConfirm(const Arguments& arguments);
+int RunRollback(const Arguments& arguments);
+/// The process that takes a change back when nobody confirms it; started by the client itself.
+int RunGuard(const Arguments& arguments);
 
 }  // namespace qvrn

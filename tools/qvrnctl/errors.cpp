@@ -97,10 +97,19 @@ ClientError ClassMissing(const std::wstring& className, HRESULT code) {
 }
 
 std::wstring NameOfCode(HRESULT code) {
+  const std::wstring name = ShortNameOfCode(code);
+  return name.empty() ? NumberOfCode(code) : name + L" (" + NumberOfCode(code) + L")";
+}
+
+std::wstring ShortNameOfCode(HRESULT code) {
+  const CodeRow* row = FindCode(code);
+  return row == nullptr ? std::wstring() : row->name;
+}
+
+std::wstring NumberOfCode(HRESULT code) {
   wchar_t number[16] = {};
   FormatText(number, L"0x%08X", static_cast<unsigned>(code));
-  const CodeRow* row = FindCode(code);
-  return row == nullptr ? number : std::wstring(row->name) + L" (" + number + L")";
+  return number;
 }
 
 bool IsConnectionLost(HRESULT code) noexcept {

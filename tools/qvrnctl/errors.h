@@ -11,6 +11,7 @@ namespace qvrn {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitWrongUsage = 2;
+inline constexpr int kExitDifferences = 3;
 
 /// WBEM_E_NOT_FOUND as the HRESULT that it is.
 inline constexpr HRESULT kNotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
@@ -43,6 +44,11 @@ ClientError ClassMissing(const std::wstring& className, HRESULT code);
 
 /// "WBEM_E_NOT_FOUND (0x80041002)"; only the number for a code without a known name.
 std::wstring NameOfCode(HRESULT code);
+
+/// The same as a program reads it: the name, empty for a code without a known one.
+std::wstring ShortNameOfCode(HRESULT code);
+/// "0x80041002".
+std::wstring NumberOfCode(HRESULT code);
 
 /// The connection to another computer broke: what was asked may have been done, and asking again later may work.
 bool IsConnectionLost(HRESULT code) noexcept;

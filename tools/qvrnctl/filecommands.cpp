@@ -3,8 +3,12 @@
 
 #include "tools/qvrnctl/changes.h"
 #include "tools/qvrnctl/commands.h"
+#include "tools/qvrnctl/confirmation.h"
+#include "tools/qvrnctl/elevation.h"
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/filename.h"
+#include "tools/qvrnctl/inputfile.h"
+#include "tools/qvrnctl/output.h"
 #include "tools/qvrnctl/terminal.h"
 #include "tools/qvrnctl/vlanclient.h"
 #include "tools/qvrnctl/vlanfile.h"
@@ -13,21 +17,11 @@
 namespace qvrn {
 namespace {
 
-constexpr std::size_t kMostFaults = 20;
-
 bool IsRemote(const Arguments& arguments) { return !arguments.computer.empty(); }
 
 std::wstring FileOf(const Arguments& arguments) { return FullFileName(arguments.operands[0], IsRemote(arguments)); }
 
 std::wstring Count(std::size_t count) { return std::to_wstring(count) + (count == 1 ? L" VLAN" : L" VLANs"); }
-
-// Ends the command with one line for each fault.
-void RefuseFaults(const std::vector<std::wstring>& faults, const std::wstring& conclusion) {
-  if (faults.empty()) return;
-  for (std::size_t i = 0; i < faults.size() && i < kMostFaults; ++i) WriteError(faults[i]);
-  if (faults.size() > kMostFaults) WriteError(L"and " + std::to_wstring(faults.size() - kMostFaults) + L" more");
-  throw Failed(conclusion);
-}
 
 // --- save ----------------------------------------------------------------------------------------------------------
 
@@ -70,6 +64,20 @@ std::vector<VlanOutcome> CompareSaved(const std::wstring& file, const std::vecto
   return outcomes;
 }
 
+// Lists are empty without the rights of an administrator, too; a file that holds VLANs is worth a question.
+void RefuseToEmpty(const std::wstring& file) {
+  std::size_t held = 0;
+  try {
+    if (::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) held = VlanFile(file).Elements().size();
+  } catch (const ClientError&) {
+    return;  // no file of saved VLANs: nothing is lost
+  }
+  if (held == 0) return;
+  throw Failed(file + L" holds " + Count(held) + L", and there is none now" +
+               (IsElevated() ? L"" : L", as it looks to a prompt without the rights of an administrator") +
+               L"; --yes replaces it all the same");
+}
+
 int Save(const Arguments& arguments, const WmiClient& wmi, const std::wstring& file, const std::vector<Vlan>& vlans) {
   const HRESULT answer = CallWithFile(wmi, L"SaveVlanConfiguration", file);
   const bool refused = ReportRefusal(L"saving was refused", answer);
@@ -79,7 +87,7 @@ int Save(const Arguments& arguments, const WmiClient& wmi, const std::wstring& f
     WriteError(L"note: " + file + L" is on " + arguments.computer + L" and was not checked");
     return kExitDone;
   }
-  const std::vector<VlanOutcome> outcomes = CompareSaved(file, vlans, ListParents(wmi, vlans));
+  const std::vector<VlanOutcome> outcomes = CompareSaved(file, vlans, ListParents(wmi, vlans).served);
   ReportVlans(arguments, outcomes);
   if (AnyFailure(outcomes)) throw Failed(file + L" does not hold the VLANs as they are");
   WriteError(Count(vlans.size()) + L" saved in " + file);
@@ -123,15 +131,12 @@ void CheckConsentPossible(const Arguments& arguments) {
 std::size_t CountAdapters(const WmiClient& wmi) { return wmi.Query(L"SELECT * FROM Win32_NetworkAdapter").size(); }
 
 HRESULT Restore(const WmiClient& wmi, const std::wstring& file, std::size_t before, const std::wstring& goal) {
-  HRESULT answer = S_OK;
   const std::size_t all = CountAdapters(wmi);
   const std::size_t others = all - std::min(all, before);
-  RunWithProgress([&] { answer = CallWithFile(wmi, L"RestoreVlanConfiguration", file); },
-                  [&] {
-                    const std::size_t now = CountAdapters(wmi);
-                    return L"qvrnctl: restoring; there now: " + Count(now - std::min(now, others)) + goal;
-                  });
-  return answer;
+  return CallWithFile(wmi, L"RestoreVlanConfiguration", file, [&] {
+    const std::size_t now = CountAdapters(wmi);
+    return L"restoring; there now: " + Count(now - std::min(now, others)) + goal;
+  });
 }
 
 bool IsUntouched(const std::vector<Vlan>& before, const std::vector<Vlan>& after) {
@@ -157,10 +162,14 @@ int ConcludeRestore(const std::vector<VlanOutcome>& outcomes, const std::wstring
 
 int RunSave(const Arguments& arguments) {
   const std::wstring file = FileOf(arguments);
+  if (!IsRemote(arguments)) RefuseFolder(file);
   const WmiClient wmi(arguments);
   const std::vector<Vlan> vlans = ListVlans(wmi);
   RefuseFaults(FindLosses(vlans), L"a file cannot hold these VLANs so that they can be restored; nothing was saved");
-  if (vlans.empty()) WriteError(L"there is no VLAN: restoring such a file removes every VLAN");
+  if (vlans.empty()) {
+    WriteError(L"there is no VLAN: restoring such a file removes every VLAN");
+    if (!arguments.yes && !IsRemote(arguments)) RefuseToEmpty(file);
+  }
   if (!arguments.whatIf) return Save(arguments, wmi, file, vlans);
   ReportVlans(arguments, Outcomes(vlans, VlanResult::kSaved));
   WriteError(Count(vlans.size()) + L" would be saved in " + file);
@@ -169,6 +178,7 @@ int RunSave(const Arguments& arguments) {
 
 int RunRestore(const Arguments& arguments) {
   CheckConsentPossible(arguments);
+  CheckConfirmation(arguments);
   const std::wstring file = FileOf(arguments);
   const WmiClient wmi(arguments);
   const std::vector<Vlan> before = ListVlans(wmi);
@@ -176,7 +186,7 @@ int RunRestore(const Arguments& arguments) {
   std::optional<std::vector<Vlan>> wanted;
   if (!IsRemote(arguments)) {
     opened.emplace(file);
-    const VlanFileContent content = ReadElements(opened->Elements(), ListParents(wmi, before));
+    const VlanFileContent content = ReadElements(opened->Elements(), ListParents(wmi, before).served);
     RefuseFaults(content.faults, file + L" would lose VLANs; nothing was changed");
     wanted = content.vlans;
   }
@@ -187,11 +197,16 @@ int RunRestore(const Arguments& arguments) {
     return kExitDone;
   }
   AskForConsent(arguments);
-  const HRESULT answer = Restore(wmi, file, before.size(), wanted ? L" of " + std::to_wstring(wanted->size()) : L"");
-  const auto after = ReadBack<std::vector<Vlan>>(arguments, &ListVlans);
-  const std::vector<VlanOutcome> outcomes = CompareRestored(before, wanted.value_or(after), after);
-  ReportVlans(arguments, outcomes);
-  return ConcludeRestore(outcomes, file, answer, IsUntouched(before, after));
+  const auto restore = [&] {
+    const std::wstring goal = wanted ? L" of " + std::to_wstring(wanted->size()) : L"";
+    const HRESULT answer = Restore(wmi, file, before.size(), goal);
+    const auto after = ReadBack<std::vector<Vlan>>(arguments, &ListVlans);
+    const std::vector<VlanOutcome> outcomes = CompareRestored(before, wanted.value_or(after), after);
+    ReportVlans(arguments, outcomes);
+    return ConcludeRestore(outcomes, file, answer, IsUntouched(before, after));
+  };
+  return arguments.confirmWithin.empty() ? restore()
+                                         : MakeConfirmed(arguments, L"restore " + file, ReadMachine(wmi), restore);
 }
 
 }  // namespace qvrn

@@ -22,11 +22,16 @@ using JsonRow = std::vector<std::pair<const wchar_t*, Value>>;
 /// An array of flat objects, one per line.
 std::wstring FormatJson(const std::vector<JsonRow>& rows);
 
-/// Whether a character of UTF-16 is half of a pair without its other half.
-bool IsLoneSurrogate(std::wstring_view text, std::size_t i);
-
 /// "a, b, c".
 std::wstring Join(const std::vector<std::wstring>& texts);
+
+/// Whether one of the standard handles, STD_OUTPUT_HANDLE and its like, is a console.
+bool IsConsole(unsigned long stream);
+
+/// Begins a command: nothing is written yet.
+void StartOutput() noexcept;
+/// Whether the command has written to standard output.
+bool HasOutput() noexcept;
 
 /// To standard output: as it is on a console, in UTF-8 anywhere else. Throws ClientError when it cannot be written.
 void WriteOut(std::wstring_view text);

@@ -17,13 +17,9 @@ namespace {
 constexpr wchar_t kNetworkClassKey[] =
     L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002BE10318}\\";
 
-std::wstring AdapterKey(const std::wstring& id) {
-  return kNetworkClassKey + std::wstring(id.size() < 4 ? 4 - id.size() : 0, L'0') + id;
-}
-
-std::wstring Meanings(const PropertyInfo& info) {
+std::wstring Meanings(const std::vector<NamedValue>& values) {
   std::wstring meanings;
-  for (const NamedValue& named : info.namedValues) meanings += L", " + named.value + L" or \"" + named.meaning + L"\"";
+  for (const NamedValue& named : values) meanings += L", " + named.value + L" or \"" + named.meaning + L"\"";
   return meanings;
 }
 
@@ -31,26 +27,19 @@ std::wstring Meanings(const PropertyInfo& info) {
   throw WrongUsage(info.name + L" cannot be \"" + text + L"\": " + why);
 }
 
-Value ParseValue(const PropertyInfo& info, const std::wstring& text) {
-  if (info.text) return text;
-  const auto named = std::find_if(info.namedValues.begin(), info.namedValues.end(),
-                                  [&](const NamedValue& value) { return EqualText(value.meaning, text); });
-  const std::optional<std::int64_t> number = ParseNumber(named == info.namedValues.end() ? text : named->value);
-  if (!number) RefuseValue(info, text, L"it takes a number" + Meanings(info));
-  const std::int64_t least = info.least.value_or(std::numeric_limits<std::int32_t>::min());
-  const std::int64_t most = info.most.value_or(std::numeric_limits<std::int32_t>::max());
-  if (*number < least || *number > most) {
-    RefuseValue(info, text, L"it takes " + std::to_wstring(least) + L" to " + std::to_wstring(most));
-  }
-  return *number;
+const NamedValue* FindMeaning(const std::vector<NamedValue>& values, const std::wstring& meaning) {
+  const auto named = std::ranges::find_if(values, [&](const NamedValue& v) { return EqualText(v.meaning, meaning); });
+  return named == values.end() ? nullptr : &*named;
 }
 
-Request ParseRequest(const std::vector<PropertyInfo>& properties, const std::wstring& word) {
+Assignment ParseAssignment(const std::vector<PropertyInfo>& properties, const std::wstring& word) {
   const std::size_t equals = word.find(L'=');
   if (equals == std::wstring::npos) throw WrongUsage(L"\"" + word + L"\" is not of the form PROPERTY=VALUE");
   const PropertyInfo& info = FindProperty(properties, word.substr(0, equals));
   if (!info.writable || info.key) throw WrongUsage(info.name + L" cannot be set");
-  return {info, ParseValue(info, word.substr(equals + 1))};
+  Assignment assignment = {info, word.substr(equals + 1)};
+  ValueBySchema(info, assignment.text);
+  return assignment;
 }
 
 const Request* FindRequest(const std::vector<Request>& requests, const std::wstring& property) {
@@ -59,64 +48,18 @@ const Request* FindRequest(const std::vector<Request>& requests, const std::wstr
   return found == requests.end() ? nullptr : &*found;
 }
 
-Value ValueOf(const std::vector<PropertyState>& states, const std::wstring& property) {
-  const auto found = std::find_if(states.begin(), states.end(),
-                                  [&](const PropertyState& state) { return state.info.name == property; });
-  return found == states.end() ? Value() : found->value;
-}
-
 Result Judge(const Request* request, const Value& before, const Value& after) {
   if (request == nullptr) return Result::kAlsoChanged;
   if (after != request->value) return Result::kNotTaken;
   return before == after ? Result::kAlreadyThere : Result::kChanged;
 }
 
-std::wstring ParameterKey(const std::wstring& adapterKey, const PropertyInfo& info) {
-  return adapterKey + L"\\Ndi\\config\\" + info.keyword;
-}
-
-// The values that a driver's list is asked for, as WMI cannot list it: those that the schema names, or else small ones.
-std::vector<std::wstring> LikelyValues(const PropertyInfo& info) {
-  constexpr int kSmallValues = 16;
-  std::vector<std::wstring> values;
-  for (const NamedValue& named : info.namedValues) values.push_back(named.value);
-  for (int value = 0; values.size() < kSmallValues && info.namedValues.empty(); ++value) {
-    values.push_back(std::to_wstring(value));
-  }
-  return values;
-}
-
-// "it is not among the driver's values", with those that are.
-std::wstring NotAmongValues(const PropertyInfo& info, const std::wstring& list, const TextReader& readText) {
-  std::vector<std::wstring> taken;
-  for (const std::wstring& value : LikelyValues(info)) {
-    const std::optional<std::wstring> meaning = readText(list, value);
-    if (meaning) taken.push_back(value + L" (" + *meaning + L")");
-  }
-  const wchar_t kRefusal[] = L"it is not among the driver's values";
-  return taken.empty() ? kRefusal : kRefusal + (L": " + Join(taken));
-}
-
-// What the driver says against a value; none when it takes the value, or says nothing about it.
-std::optional<std::wstring> DriversObjection(const PropertyInfo& info, const std::wstring& parameter,
-                                             std::int64_t value, const TextReader& readText) {
-  const std::optional<std::wstring> type = readText(parameter, L"type");
-  const std::wstring list = parameter + L"\\Enum";
-  if (type == L"enum" && !readText(list, std::to_wstring(value))) return NotAmongValues(info, list, readText);
-  if (type != L"int") return std::nullopt;
-  const std::optional<std::wstring> least = readText(parameter, L"min");
-  const std::optional<std::wstring> most = readText(parameter, L"max");
-  if (!least || !most || (value >= _wtoi(least->c_str()) && value <= _wtoi(most->c_str()))) return std::nullopt;
-  return L"the driver takes " + *least + L" to " + *most;
-}
-
 // The canonical text that replaces `stored`; none when the stored text stays as it is.
-std::optional<std::wstring> RewrittenText(const std::wstring& key, const PropertyInfo& info, std::int64_t value,
-                                          const std::wstring& stored, const TextReader& readText) {
+std::optional<std::wstring> RewrittenText(const std::wstring& parameter, std::int64_t value, const std::wstring& stored,
+                                          const TextReader& readText) {
   const std::wstring written = std::to_wstring(value);
   // Another number is stored: the driver's value has been adapted on the way, and an adapted one is not written back.
   if (stored == written || _wtoi(stored.c_str()) != value) return std::nullopt;
-  const std::wstring parameter = ParameterKey(key, info);
   if (readText(parameter, L"type") != L"enum" || !readText(parameter + L"\\Enum", written)) return std::nullopt;
   return written;
 }
@@ -148,36 +91,88 @@ std::wstring FormatValue(const Value& value) {
   return text == nullptr ? L"-" : *text;
 }
 
-Value MeaningOf(const PropertyInfo& info, const Value& value) {
-  for (const NamedValue& named : info.namedValues) {
-    if (named.value == FormatValue(value)) return named.meaning;
-  }
-  return {};
+Value MeaningOf(const std::vector<NamedValue>& named, const Value& value) {
+  const auto found = std::ranges::find(named, FormatValue(value), &NamedValue::value);
+  return found == named.end() ? Value() : Value(found->meaning);
 }
 
 std::wstring FormatWithMeaning(const PropertyInfo& info, const Value& value) {
-  const Value meaning = MeaningOf(info, value);
+  const Value meaning = MeaningOf(info.namedValues, value);
   const std::wstring text = FormatValue(value);
   return meaning == Value() ? text : text + L" (" + FormatValue(meaning) + L")";
+}
+
+ClientError NoSuchProperty(const std::vector<PropertyInfo>& properties, const std::wstring& name) {
+  std::vector<std::wstring> names;
+  for (const PropertyInfo& info : properties) names.push_back(info.name);
+  return WrongUsage(L"there is no property \"" + name + L"\"; there are " + Join(names));
 }
 
 const PropertyInfo& FindProperty(const std::vector<PropertyInfo>& properties, const std::wstring& name) {
   const auto found = std::find_if(properties.begin(), properties.end(),
                                   [&](const PropertyInfo& info) { return EqualText(info.name, name); });
-  if (found != properties.end()) return *found;
-  std::vector<std::wstring> names;
-  for (const PropertyInfo& info : properties) names.push_back(info.name);
-  throw WrongUsage(L"there is no property \"" + name + L"\"; there are " + Join(names));
+  if (found == properties.end()) throw NoSuchProperty(properties, name);
+  return *found;
 }
 
-std::vector<Request> ParseRequests(const std::vector<PropertyInfo>& properties, std::span<const std::wstring> words) {
-  std::vector<Request> requests;
+std::vector<Assignment> ParseAssignments(const std::vector<PropertyInfo>& properties,
+                                         std::span<const std::wstring> words) {
+  std::vector<Assignment> assignments;
   for (const std::wstring& word : words) {
-    Request request = ParseRequest(properties, word);
-    if (FindRequest(requests, request.info.name) != nullptr) throw WrongUsage(request.info.name + L" is given twice");
-    requests.push_back(std::move(request));
+    Assignment assignment = ParseAssignment(properties, word);
+    for (const Assignment& earlier : assignments) {
+      if (earlier.info.name == assignment.info.name) throw WrongUsage(assignment.info.name + L" is given twice");
+    }
+    assignments.push_back(std::move(assignment));
   }
-  return requests;
+  return assignments;
+}
+
+std::optional<Value> ValueBySchema(const PropertyInfo& info, const std::wstring& text) {
+  if (info.text) return text;
+  const NamedValue* named = FindMeaning(info.namedValues, text);
+  const std::optional<std::int64_t> number = ParseNumber(named == nullptr ? text : named->value);
+  if (!number) return std::nullopt;
+  const std::int64_t least = info.least.value_or(std::numeric_limits<std::int32_t>::min());
+  const std::int64_t most = info.most.value_or(std::numeric_limits<std::int32_t>::max());
+  if (*number < least || *number > most) {
+    RefuseValue(info, text, L"it takes " + std::to_wstring(least) + L" to " + std::to_wstring(most));
+  }
+  return *number;
+}
+
+Request Resolve(const Assignment& assignment, const ParameterReader& readParameter) {
+  const auto& [info, text] = assignment;
+  if (const std::optional<Value> value = ValueBySchema(info, text)) return {info, *value};
+  const DriverParameter parameter = readParameter(info).value_or(DriverParameter());
+  if (const NamedValue* named = FindMeaning(parameter.values, text)) {
+    if (const std::optional<std::int64_t> number = ParseNumber(named->value)) return {info, *number};
+  }
+  if (EqualText(text, L"default")) {
+    if (parameter.defaultValue) return {info, *parameter.defaultValue};
+    RefuseValue(info, text, L"the driver names no default");
+  }
+  RefuseValue(info, text,
+              L"it takes a number" + Meanings(info.namedValues.empty() ? parameter.values : info.namedValues));
+}
+
+std::optional<std::wstring> DriversObjection(const DriverParameter& parameter, std::int64_t value) {
+  if (parameter.type == L"enum" && MeaningOf(parameter.values, value) == Value()) {
+    const std::wstring range = FormatRange(parameter);
+    return L"it is not among the driver's values" + (range.empty() ? range : L": " + range);
+  }
+  if (parameter.type != L"int" || !parameter.least || !parameter.most) return std::nullopt;
+  if (value >= *parameter.least && value <= *parameter.most) return std::nullopt;
+  return L"the driver takes " + FormatRange(parameter);
+}
+
+std::wstring FormatRange(const DriverParameter& parameter) {
+  std::vector<std::wstring> values;
+  for (const auto& [value, meaning] : parameter.values) values.push_back(value + L" (" + meaning + L")");
+  if (parameter.type == L"enum") return Join(values);
+  if (!parameter.least || !parameter.most) return {};
+  const std::wstring range = std::to_wstring(*parameter.least) + L" to " + std::to_wstring(*parameter.most);
+  return parameter.step ? range + L" in steps of " + std::to_wstring(*parameter.step) : range;
 }
 
 void CheckSupported(const std::vector<PropertyState>& states, const std::vector<Request>& requests) {
@@ -186,6 +181,11 @@ void CheckSupported(const std::vector<PropertyState>& states, const std::vector<
       throw Failed(request.info.name + L" is not supported by this adapter; nothing was changed");
     }
   }
+}
+
+Value ValueOf(const std::vector<PropertyState>& states, const std::wstring& property) {
+  const auto found = std::ranges::find_if(states, [&](const PropertyState& s) { return s.info.name == property; });
+  return found == states.end() ? Value() : found->value;
 }
 
 bool AnyChange(const std::vector<PropertyState>& states, const std::vector<Request>& requests) {
@@ -235,6 +235,12 @@ const wchar_t* ResultName(Result result) {
   return kNames[static_cast<int>(result)];
 }
 
+std::wstring AdapterKey(const std::wstring& id) {
+  return kNetworkClassKey + std::wstring(id.size() < 4 ? 4 - id.size() : 0, L'0') + id;
+}
+
+std::wstring ParametersKey(const std::wstring& id) { return AdapterKey(id) + L"\\Ndi\\config"; }
+
 std::vector<Rewrite> FindRewrites(const std::wstring& adapterId, const std::vector<PropertyState>& states,
                                   const std::vector<Request>& requests, const TextReader& readText) {
   std::vector<Rewrite> rewrites;
@@ -245,20 +251,21 @@ std::vector<Rewrite> FindRewrites(const std::wstring& adapterId, const std::vect
     if (FindRequest(requests, state.info.name) != nullptr) continue;
     const std::optional<std::wstring> stored = readText(key, state.info.keyword);
     if (!stored) continue;
-    const std::optional<std::wstring> written = RewrittenText(key, state.info, *value, *stored, readText);
+    const std::wstring parameter = ParametersKey(adapterId) + L"\\" + state.info.keyword;
+    const std::optional<std::wstring> written = RewrittenText(parameter, *value, *stored, readText);
     if (written) rewrites.push_back({state.info.name, *value, *stored, *written});
   }
   return rewrites;
 }
 
-std::vector<std::wstring> FindRefusals(const std::wstring& adapterId, const std::vector<PropertyState>& states,
-                                       const std::vector<Request>& requests, const TextReader& readText) {
+std::vector<std::wstring> FindRefusals(const std::vector<PropertyState>& states, const std::vector<Request>& requests,
+                                       const ParameterReader& readParameter) {
   std::vector<std::wstring> refusals;
-  const std::wstring key = AdapterKey(adapterId);
   for (const auto& [info, asked] : requests) {
     const auto* value = std::get_if<std::int64_t>(&asked);
-    if (value == nullptr || info.keyword.empty() || asked == ValueOf(states, info.name)) continue;
-    const std::optional<std::wstring> objection = DriversObjection(info, ParameterKey(key, info), *value, readText);
+    if (value == nullptr || asked == ValueOf(states, info.name)) continue;
+    const std::optional<DriverParameter> parameter = readParameter(info);
+    const auto objection = parameter ? DriversObjection(*parameter, *value) : std::nullopt;
     if (objection) refusals.push_back(info.name + L" cannot be " + FormatValue(asked) + L": " + *objection);
   }
   return refusals;

@@ -2,47 +2,24 @@
 
 #include <windows.h>
 
-#include <chrono>
-#include <future>
+#include <atomic>
 
-#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/displaywidth.h"
 #include "tools/qvrnctl/output.h"
 
 namespace qvrn {
 namespace {
 
-bool IsTerminal(DWORD stream) {
-  DWORD mode = 0;
-  return ::GetConsoleMode(::GetStdHandle(stream), &mode) != FALSE;
-}
+std::atomic<bool> interrupted = false;
 
-// One line that the next one overwrites.
-class ProgressLine {
- public:
-  ProgressLine() = default;
-  ProgressLine(const ProgressLine&) = delete;
-  ProgressLine& operator=(const ProgressLine&) = delete;
-  ~ProgressLine() { Show(L""); }
-
-  void Show(const std::wstring& text) {
-    if (text == m_shown) return;
-    WriteErrorText(L"\r" + std::wstring(m_shown.size(), L' ') + L"\r" + text);
-    m_shown = text;
-  }
-
- private:
-  std::wstring m_shown;
-};
-
-void ShowProgress(ProgressLine& line, const std::function<std::wstring()>& describe) try {
-  line.Show(describe());
-} catch (const ClientError&) {
-  return;  // a connection that drops for a moment: the action itself tells how it ended
+BOOL WINAPI TakeInterrupt(DWORD event) {
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+  return interrupted.exchange(true) ? FALSE : TRUE;
 }
 
 }  // namespace
 
-bool CanAsk() { return IsTerminal(STD_INPUT_HANDLE); }
+bool CanAsk() { return IsConsole(STD_INPUT_HANDLE); }
 
 bool Confirm(const std::wstring& question) {
   WriteErrorText(question + L" [y/N] ");
@@ -52,17 +29,21 @@ bool Confirm(const std::wstring& question) {
   return answer[0] == L'y' || answer[0] == L'Y';
 }
 
-void RunWithProgress(const std::function<void()>& action, const std::function<std::wstring()>& describe) {
-  if (!IsTerminal(STD_ERROR_HANDLE)) {
-    action();
-    return;
-  }
-  std::future<void> done = std::async(std::launch::async, action);
-  {
-    ProgressLine line;
-    while (done.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) ShowProgress(line, describe);
-  }
-  done.get();
+ProgressLine::~ProgressLine() { Show(L""); }
+
+void ProgressLine::Show(const std::wstring& text) {
+  if (text == m_shown) return;
+  WriteErrorText(L"\r" + std::wstring(DisplayWidth(m_shown), L' ') + L"\r" + text);
+  m_shown = text;
 }
+
+InterruptWatch::InterruptWatch() {
+  interrupted = false;
+  ::SetConsoleCtrlHandler(&TakeInterrupt, TRUE);
+}
+
+InterruptWatch::~InterruptWatch() { ::SetConsoleCtrlHandler(&TakeInterrupt, FALSE); }
+
+bool InterruptWatch::IsInterrupted() noexcept { return interrupted; }
 
 }  // namespace qvrn

@@ -1,7 +1,6 @@
-// What only a person at a terminal sees: questions and progress.
+// What only a person at a terminal sees and does: questions, progress, Ctrl-C.
 #pragma once
 
-#include <functional>
 #include <string>
 
 namespace qvrn {
@@ -11,8 +10,30 @@ bool CanAsk();
 /// Asks a question that is answered with yes or no; anything but yes is no.
 bool Confirm(const std::wstring& question);
 
-/// Runs `action`; meanwhile, where standard error is a terminal, shows what `describe` gives, again and again in one
-/// line. What `describe` throws leaves the line as it is.
-void RunWithProgress(const std::function<void()>& action, const std::function<std::wstring()>& describe);
+/// One line on standard error that the next one overwrites, and that is gone at the end.
+class ProgressLine {
+ public:
+  ProgressLine() = default;
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~ProgressLine();
+
+  void Show(const std::wstring& text);
+
+ private:
+  std::wstring m_shown;
+};
+
+/// While it lives, the first Ctrl-C (or Ctrl-Break) ends nothing: the command looks for it between two steps. The second
+/// one ends the process as usual.
+class InterruptWatch {
+ public:
+  InterruptWatch();
+  InterruptWatch(const InterruptWatch&) = delete;
+  InterruptWatch& operator=(const InterruptWatch&) = delete;
+  ~InterruptWatch();
+
+  static bool IsInterrupted() noexcept;
+};
 
 }  // namespace qvrn

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <cwctype>
 
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/output.h"
@@ -16,6 +17,15 @@ constexpr std::size_t kLongestName = 99;
 constexpr std::size_t kMostCandidates = 20;
 
 bool IsBlank(wchar_t unit) { return unit == L' ' || (unit >= L'\t' && unit <= L'\r'); }
+
+bool IsHighSurrogate(wchar_t unit) { return (unit & 0xFC00) == 0xD800; }
+bool IsLowSurrogate(wchar_t unit) { return (unit & 0xFC00) == 0xDC00; }
+
+// Whether a unit of UTF-16 is half of a pair without its other half.
+bool IsLoneSurrogate(std::wstring_view text, std::size_t i) {
+  if (IsHighSurrogate(text[i])) return i + 1 == text.size() || !IsLowSurrogate(text[i + 1]);
+  return IsLowSurrogate(text[i]) && (i == 0 || !IsHighSurrogate(text[i - 1]));
+}
 
 // What XML has no form for. A tab and a line end have one, but do not come back as they were from every reader.
 bool IsCarried(std::wstring_view text, std::size_t i) {
@@ -46,6 +56,14 @@ bool IsMeant(const Vlan& vlan, const std::vector<Adapter>& adapters, const std::
   return std::ranges::any_of(adapters, [&](const Adapter& adapter) {
     return adapter.id == vlan.adapter && IsNamed(adapter, wanted.substr(0, slash));
   });
+}
+
+// The GUID of the adapter below a VLAN, for comparison.
+std::wstring ParentGuid(const std::vector<Adapter>& adapters, const Vlan& vlan) {
+  const auto parent = std::ranges::find(adapters, vlan.adapter, &Adapter::id);
+  std::wstring guid = parent == adapters.end() ? L"" : TextOf(parent->guid);
+  std::ranges::transform(guid, guid.begin(), [](wchar_t unit) { return static_cast<wchar_t>(std::towupper(unit)); });
+  return guid;
 }
 
 std::wstring Labels(std::span<const Vlan> vlans) {
@@ -135,6 +153,10 @@ const Vlan& MatchVlan(std::span<const Vlan> vlans, const std::vector<Adapter>& a
   std::copy_if(found, vlans.end(), std::back_inserter(meant), isMeant);
   if (meant.size() > 1) throw Failed(subject + L"is ambiguous: " + Labels(meant));
   return *found;
+}
+
+void SortForRemoval(std::vector<Vlan>& vlans, const std::vector<Adapter>& adapters) {
+  std::ranges::stable_sort(vlans, {}, [&adapters](const Vlan& vlan) { return ParentGuid(adapters, vlan); });
 }
 
 std::vector<PropertyState> StatesOf(const Vlan& vlan) {

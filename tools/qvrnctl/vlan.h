@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/qvrnctl/adapters.h"
@@ -19,8 +20,13 @@ struct Vlan {
   std::wstring name;
   std::int64_t number = 0;
   std::int64_t priority = 0;
+  WmiObject object = nullptr;  ///< the instance that was listed; null for one that is not there yet
 
-  bool operator==(const Vlan&) const = default;
+  /// The same values, whatever the objects.
+  bool operator==(const Vlan& other) const {
+    return std::tie(guid, adapter, name, number, priority) ==
+           std::tie(other.guid, other.adapter, other.name, other.number, other.priority);
+  }
 };
 
 /// `7/10 "Office" {guid}`: the first and the last are operands that name it.
@@ -49,6 +55,10 @@ Vlan WithOptions(Vlan vlan, const Arguments& arguments);
 /// The VLAN that `wanted` names: by GUID, as ADAPTER/NUMBER, or by a name that no other one has, all without regard to
 /// case. Throws ClientError, naming the candidates, when it names none or more than one.
 const Vlan& MatchVlan(std::span<const Vlan> vlans, const std::vector<Adapter>& adapters, const std::wstring& wanted);
+
+/// Puts VLANs into an order in which each can be found by its path when its turn comes: the provider's search for the
+/// adapter below a VLAN ends with the adapter of the highest GUID that had VLANs, which must have one until the end.
+void SortForRemoval(std::vector<Vlan>& vlans, const std::vector<Adapter>& adapters);
 
 /// What a change of a VLAN may touch, as properties: number, name, priority.
 std::vector<PropertyState> StatesOf(const Vlan& vlan);

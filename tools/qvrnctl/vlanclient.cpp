@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/vlanclient.h"
 
+#include <algorithm>
+
 #include "tools/qvrnctl/errors.h"
 
 namespace qvrn {
@@ -10,10 +12,10 @@ std::int64_t NumberOf(const Value& value) {
   return number == nullptr ? 0 : *number;
 }
 
-Vlan ReadVlan(IWbemClassObject* instance) {
-  return {TextOf(ReadProperty(instance, L"Name")), TextOf(ReadProperty(instance, L"ParentDeviceID")),
-          TextOf(ReadProperty(instance, L"VLANName")), NumberOf(ReadProperty(instance, L"VLANNumber")),
-          NumberOf(ReadProperty(instance, L"VLANPriority"))};
+Vlan ReadVlan(const WmiObject& instance) {
+  const auto read = [&](const wchar_t* name) { return ReadProperty(instance.Get(), name); };
+  return {TextOf(read(L"Name")),         TextOf(read(L"ParentDeviceID")), TextOf(read(L"VLANName")),
+          NumberOf(read(L"VLANNumber")), NumberOf(read(L"VLANPriority")), instance};
 }
 
 void WriteVlan(IWbemClassObject* instance, const Vlan& vlan) {
@@ -29,37 +31,47 @@ std::wstring PathOf(const Vlan& vlan) { return std::wstring(kVlanClass) + L".Nam
 
 std::vector<Vlan> ListVlans(const WmiClient& wmi) {
   std::vector<Vlan> vlans;
-  for (const WmiObject& instance : ListInstances(wmi, kVlanClass)) vlans.push_back(ReadVlan(instance.Get()));
+  for (const WmiObject& instance : ListInstances(wmi, kVlanClass)) vlans.push_back(ReadVlan(instance));
   return vlans;
 }
 
-std::vector<Adapter> ListParents(const WmiClient& wmi, const std::vector<Vlan>& vlans) {
-  std::vector<std::wstring> parents;
+AdapterList ListParents(const WmiClient& wmi, const std::vector<Vlan>& vlans) {
+  return ListAdapters(wmi, ParentIds(vlans));
+}
+
+std::vector<std::wstring> ParentIds(const std::vector<Vlan>& vlans) {
+  std::vector<std::wstring> ids;
   for (const Vlan& vlan : vlans) {
-    if (parents.empty() || parents.back() != vlan.adapter) parents.push_back(vlan.adapter);
+    if (std::ranges::find(ids, vlan.adapter) == ids.end()) ids.push_back(vlan.adapter);
   }
-  return ListAdapters(wmi, parents);
+  return ids;
 }
 
-HRESULT CreateVlan(const WmiClient& wmi, const Vlan& wanted) {
-  WmiObject instance;
-  const HRESULT hr = FetchClass(wmi, kVlanClass)->SpawnInstance(0, instance.GetAddressOf());
-  if (FAILED(hr)) throw WmiFailed(std::wstring(L"class ") + kVlanClass, hr);
-  WriteVlan(instance.Get(), wanted);
+Vlan PrepareVlan(const WmiClient& wmi, Vlan wanted) {
+  if (wanted.guid.empty()) {
+    const HRESULT hr = FetchClass(wmi, kVlanClass)->SpawnInstance(0, wanted.object.ReleaseAndGetAddressOf());
+    if (FAILED(hr)) throw WmiFailed(std::wstring(L"class ") + kVlanClass, hr);
+    // Empty: the service may refuse a key without a value before the provider sees it.
+    WriteProperty(wanted.object.Get(), L"Name", L"");
+  }
+  WriteVlan(wanted.object.Get(), wanted);
+  return wanted;
+}
+
+HRESULT PutVlan(const WmiClient& wmi, const Vlan& prepared) {
+  const bool isNew = prepared.guid.empty();
   // Not with WBEM_FLAG_CREATE_ONLY: an instance without a key is created anyway.
-  return wmi.Put(instance.Get(), WBEM_FLAG_CREATE_OR_UPDATE);
+  return wmi.Put(prepared.object, isNew ? WBEM_FLAG_CREATE_OR_UPDATE : WBEM_FLAG_UPDATE_ONLY,
+                 (isNew ? L"creating VLAN " : L"changing VLAN ") + Label(prepared));
 }
 
-HRESULT ChangeVlan(const WmiClient& wmi, const Vlan& wanted) {
-  const WmiObject instance = wmi.Fetch(PathOf(wanted), L"VLAN " + Label(wanted));
-  WriteVlan(instance.Get(), wanted);
-  return wmi.Put(instance.Get(), WBEM_FLAG_UPDATE_ONLY);
+HRESULT RemoveVlan(const WmiClient& wmi, const Vlan& vlan) {
+  return wmi.Delete(PathOf(vlan), L"removing VLAN " + Label(vlan));
 }
 
-HRESULT RemoveVlan(const WmiClient& wmi, const Vlan& vlan) { return wmi.Delete(PathOf(vlan)); }
-
-HRESULT CallWithFile(const WmiClient& wmi, const wchar_t* method, const std::wstring& file) try {
-  wmi.Call(kVlanClass, method, {{L"sFileName", file}});
+HRESULT CallWithFile(const WmiClient& wmi, const wchar_t* method, const std::wstring& file,
+                     const std::function<std::wstring()>& describe) try {
+  wmi.Call(kVlanClass, method, {{L"sFileName", file}}, describe);
   return S_OK;
 } catch (const ClientError& error) {
   if (SUCCEEDED(error.Code())) throw;

@@ -1,10 +1,12 @@
 #include <algorithm>
-#include <cwctype>
 #include <map>
+#include <optional>
 
 #include "tools/qvrnctl/changes.h"
 #include "tools/qvrnctl/commands.h"
 #include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/terminal.h"
 #include "tools/qvrnctl/vlanclient.h"
 #include "tools/qvrnctl/vlanoutcome.h"
 
@@ -34,6 +36,12 @@ int Conclude(const VlanOutcome& outcome, const std::wstring& subject, HRESULT an
   if (!AnyFailure({&outcome, 1})) return kExitDone;
   if (!ReportRefusal(subject, answer)) WriteError(subject + L"; " + reasons);
   return kExitFailed;
+}
+
+HRESULT Put(const Arguments& arguments, const WmiClient& wmi, const Vlan& wanted) {
+  const Vlan prepared = PrepareVlan(wmi, wanted);
+  AnnounceRestart(arguments, wanted.adapter);
+  return PutVlan(wmi, prepared);
 }
 
 // --- add -----------------------------------------------------------------------------------------------------------
@@ -69,44 +77,47 @@ VlanOutcome JudgeChanged(const Vlan& wanted, const std::vector<Vlan>& after) {
 
 // --- remove --------------------------------------------------------------------------------------------------------
 
-// The GUID of the adapter below a VLAN, for comparison.
-std::wstring ParentGuid(const std::vector<Adapter>& adapters, const Vlan& vlan) {
-  const auto parent = std::ranges::find(adapters, vlan.adapter, &Adapter::id);
-  std::wstring guid = parent == adapters.end() ? L"" : TextOf(parent->guid);
-  std::ranges::transform(guid, guid.begin(), [](wchar_t unit) { return static_cast<wchar_t>(std::towupper(unit)); });
-  return guid;
-}
-
-// The VLANs that the operands name, each once, in an order in which each can be removed: those of the adapter with the
-// highest GUID last. Throws ClientError when an operand names none: nothing is removed then.
-std::vector<Vlan> MatchOperands(const Arguments& arguments, const WmiClient& wmi) {
-  const std::vector<Vlan> vlans = ListVlans(wmi);
-  const std::vector<Adapter> adapters = ListParents(wmi, vlans);
+// The VLANs that the operands name, each once, in an order in which each can be removed. Throws ClientError when an
+// operand names none, which --if-exists allows: nothing is removed then.
+std::vector<Vlan> MatchOperands(const Arguments& arguments, const std::vector<Vlan>& vlans,
+                                const std::vector<Adapter>& adapters) {
   std::vector<Vlan> meant;
-  for (const std::wstring& operand : arguments.operands) {
-    const Vlan& vlan = MatchVlan(vlans, adapters, operand);
-    if (FindGuid(meant, vlan.guid) == nullptr) meant.push_back(vlan);
-  }
-  std::ranges::stable_sort(meant, {}, [&adapters](const Vlan& vlan) { return ParentGuid(adapters, vlan); });
+  for (const std::wstring& operand : arguments.operands) try {
+      const Vlan& vlan = MatchVlan(vlans, adapters, operand);
+      if (FindGuid(meant, vlan.guid) == nullptr) meant.push_back(vlan);
+    } catch (const ClientError& error) {
+      if (!arguments.ifExists || error.Code() != kNotFound) throw;
+      WriteError(L"VLAN \"" + operand + L"\" is not there: nothing to remove");
+    }
+  SortForRemoval(meant, adapters);
   return meant;
 }
 
-VlanOutcome Remove(const Arguments& arguments, const Vlan& vlan) {
-  AnnounceRestart(arguments, vlan.adapter);
-  if (arguments.whatIf) return {vlan, VlanResult::kRemoved};
-  const HRESULT answer = RemoveVlan(WmiClient(arguments), vlan);
-  const bool gone = FindGuid(ReadVlansBack(arguments), vlan.guid) == nullptr;
-  VlanOutcome outcome = {vlan, gone ? VlanResult::kRemoved : VlanResult::kNotRemoved};
-  Conclude(outcome, L"VLAN " + Label(vlan) + L" was not removed", answer,
-           answer == kNotFound ? kNoParentReasons : kRefusedReasons);
-  return outcome;
+// What WMI answered to the removal of each VLAN; those behind an interruption have none.
+std::vector<std::optional<HRESULT>> RemoveAll(const Arguments& arguments, const WmiClient& wmi,
+                                              const std::vector<Vlan>& vlans) {
+  const InterruptWatch watch;
+  std::vector<std::optional<HRESULT>> answers(vlans.size());
+  for (std::size_t i = 0; i < vlans.size() && !InterruptWatch::IsInterrupted(); ++i) try {
+      answers[i] = RemoveVlan(ConnectAgain(arguments, wmi), vlans[i]);
+      // One that the provider does not find makes nothing restart.
+      if (answers[i] != kNotFound) AnnounceRestart(arguments, vlans[i].adapter);
+    } catch (const ClientError& error) {
+      answers[i] = FAILED(error.Code()) ? error.Code() : E_FAIL;
+    }
+  return answers;
 }
 
-VlanOutcome TryToRemove(const Arguments& arguments, const Vlan& vlan) try {
-  return Remove(arguments, vlan);
-} catch (const ClientError& error) {
-  WriteError(L"VLAN " + Label(vlan) + L": " + error.Message());
-  return {vlan, VlanResult::kNotRemoved};
+VlanOutcome JudgeRemoved(const Vlan& vlan, std::optional<HRESULT> answer, const std::vector<Vlan>& after) {
+  if (FindGuid(after, vlan.guid) == nullptr) return {vlan, VlanResult::kRemoved};
+  const VlanOutcome outcome = {vlan, VlanResult::kNotRemoved};
+  if (answer) {
+    Conclude(outcome, L"VLAN " + Label(vlan) + L" was not removed", *answer,
+             answer == kNotFound ? kNoParentReasons : kRefusedReasons);
+  } else {
+    WriteError(L"interrupted: VLAN " + Label(vlan) + L" was not removed");
+  }
+  return outcome;
 }
 
 // --- tree ----------------------------------------------------------------------------------------------------------
@@ -126,7 +137,7 @@ int RunVlans(const Arguments& arguments) {
   const WmiClient wmi(arguments);
   std::vector<Vlan> vlans = ListVlans(wmi);
   if (!arguments.operands.empty()) {
-    const std::wstring id = MatchAdapter(ListParents(wmi, vlans), arguments.operands[0]).id;
+    const std::wstring id = MatchAdapter(wmi, ListParents(wmi, vlans), arguments.operands[0]).id;
     std::erase_if(vlans, [&](const Vlan& vlan) { return vlan.adapter != id; });
   }
   std::vector<JsonRow> rows;
@@ -139,15 +150,19 @@ int RunVlanAdd(const Arguments& arguments) {
   Vlan wanted = WithOptions({}, arguments);
   const WmiClient wmi(arguments);
   const std::vector<Vlan> before = ListVlans(wmi);
-  wanted.adapter = MatchAdapter(ListParents(wmi, before), arguments.operands[0]).id;
-  RefuseClash(wanted, before);
-  AnnounceRestart(arguments, wanted.adapter);
-  VlanOutcome outcome = {wanted, VlanResult::kCreated};
-  HRESULT answer = S_OK;
-  if (!arguments.whatIf) {
-    answer = CreateVlan(wmi, wanted);
-    outcome = JudgeCreated(wanted, before, ReadVlansBack(arguments));
+  wanted.adapter = MatchAdapter(wmi, ListParents(wmi, before), arguments.operands[0]).id;
+  if (const Vlan* there = FindSame(before, wanted)) {
+    ReportVlans(arguments, std::vector<VlanOutcome>{{*there, VlanResult::kUnchanged}});
+    return kExitDone;
   }
+  RefuseClash(wanted, before);
+  if (arguments.whatIf) {
+    AnnounceRestart(arguments, wanted.adapter);
+    ReportVlans(arguments, std::vector<VlanOutcome>{{wanted, VlanResult::kCreated}});
+    return kExitDone;
+  }
+  const HRESULT answer = Put(arguments, wmi, wanted);
+  const VlanOutcome outcome = JudgeCreated(wanted, before, ReadVlansBack(arguments));
   ReportVlans(arguments, {&outcome, 1});
   return Conclude(outcome, L"VLAN " + Label(wanted) + L" was not created", answer);
 }
@@ -159,7 +174,7 @@ int RunVlanSet(const Arguments& arguments) {
   WithOptions({}, arguments);  // what no VLAN can have is refused before anything is asked
   const WmiClient wmi(arguments);
   const std::vector<Vlan> vlans = ListVlans(wmi);
-  const Vlan before = MatchVlan(vlans, ListParents(wmi, vlans), arguments.operands[0]);
+  const Vlan before = MatchVlan(vlans, ListParents(wmi, vlans).served, arguments.operands[0]);
   const Vlan wanted = WithOptions(before, arguments);
   if (wanted == before) {
     if (arguments.json) ReportVlans(arguments, std::vector<VlanOutcome>{{before, VlanResult::kUnchanged}});
@@ -167,11 +182,12 @@ int RunVlanSet(const Arguments& arguments) {
     return kExitDone;
   }
   RefuseClash(wanted, vlans);
-  AnnounceRestart(arguments, before.adapter);
   VlanOutcome outcome = {wanted, VlanResult::kChanged};
   HRESULT answer = S_OK;
-  if (!arguments.whatIf) {
-    answer = ChangeVlan(wmi, wanted);
+  if (arguments.whatIf) {
+    AnnounceRestart(arguments, before.adapter);
+  } else {
+    answer = Put(arguments, wmi, wanted);
     outcome = JudgeChanged(wanted, ReadVlansBack(arguments));
   }
   ReportChange(arguments, before, wanted, outcome);
@@ -179,9 +195,17 @@ int RunVlanSet(const Arguments& arguments) {
 }
 
 int RunVlanRemove(const Arguments& arguments) {
+  const WmiClient wmi(arguments);
+  const std::vector<Vlan> before = ListVlans(wmi);
+  const std::vector<Vlan> meant = MatchOperands(arguments, before, ListParents(wmi, before).served);
   std::vector<VlanOutcome> outcomes;
-  for (const Vlan& vlan : MatchOperands(arguments, WmiClient(arguments))) {
-    outcomes.push_back(TryToRemove(arguments, vlan));
+  if (arguments.whatIf) {
+    for (const std::wstring& id : ParentIds(meant)) AnnounceRestart(arguments, id);
+    for (const Vlan& vlan : meant) outcomes.push_back({vlan, VlanResult::kRemoved});
+  } else if (!meant.empty()) {
+    const std::vector<std::optional<HRESULT>> answers = RemoveAll(arguments, wmi, meant);
+    const std::vector<Vlan> after = ReadVlansBack(arguments);
+    for (std::size_t i = 0; i < meant.size(); ++i) outcomes.push_back(JudgeRemoved(meant[i], answers[i], after));
   }
   ReportVlans(arguments, outcomes);
   return AnyFailure(outcomes) ? kExitFailed : kExitDone;
@@ -190,13 +214,13 @@ int RunVlanRemove(const Arguments& arguments) {
 int RunTree(const Arguments& arguments) {
   const WmiClient wmi(arguments);
   const std::vector<Vlan> vlans = ListVlans(wmi);
-  const std::vector<Adapter> adapters = ListParents(wmi, vlans);
+  const std::vector<Adapter> adapters = ListParents(wmi, vlans).served;
   const std::map<std::wstring, Value> links = ReadLinks(wmi);
   const LinkReader linkOf = [&](const Value& guid) {
     const auto found = links.find(TextOf(guid));
     return found == links.end() ? Value() : found->second;
   };
-  if (adapters.empty()) WriteError(L"the provider serves no adapter");
+  if (adapters.empty()) WriteError(NothingServed(arguments));
   WriteOut(arguments.json ? FormatJson(DescribeTree(adapters, vlans, linkOf)) : FormatTree(adapters, vlans, linkOf));
   return kExitDone;
 }

@@ -1,7 +1,5 @@
 #include "tools/qvrnctl/vlanfile.h"
 
-#include "platform/hresult.h"
-
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
@@ -9,14 +7,13 @@
 #include <string_view>
 
 #include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/inputfile.h"
 
 namespace qvrn {
 namespace {
 
 constexpr wchar_t kRoot[] = L"virtual_networks";
 constexpr wchar_t kElement[] = L"vlan";
-// What all VLANs of dozens of adapters take, many times over.
-constexpr LONGLONG kLargestFile = 64LL << 20;
 
 // The values of an element in the order of a saved file.
 enum Field { kParent, kName, kNumber, kPriority, kFieldCount };
@@ -65,31 +62,6 @@ std::optional<std::wstring> ContentFault(const Vlan& vlan, std::span<const Vlan>
 }
 
 [[noreturn]] void RefuseFile(const std::wstring& path, const std::wstring& why) { throw Failed(path + L" " + why); }
-[[noreturn]] void RefuseFile(const std::wstring& path, const wchar_t* why, HRESULT code) {
-  throw WmiFailed(path + L" " + why, code);
-}
-
-FileHandle OpenFile(const std::wstring& path) {
-  // No sharing of writing and deleting: it stays what it is.
-  FileHandle file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!file) RefuseFile(path, L"cannot be opened", HrFromLastError());
-  if (::GetFileType(file.Get()) != FILE_TYPE_DISK) RefuseFile(path, L"is not a file");
-  return file;
-}
-
-std::string ReadBytes(const std::wstring& path, HANDLE file) {
-  LARGE_INTEGER size = {};
-  if (!::GetFileSizeEx(file, &size) || size.QuadPart > kLargestFile) RefuseFile(path, L"is too large");
-  std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
-  DWORD read = 0;
-  if (!::ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr)) {
-    RefuseFile(path, L"cannot be read", HrFromLastError());
-  }
-  bytes.resize(read);
-  return bytes;
-}
-
 // Looked for before the XML reader sees the file: the entities of a document type can grow without bounds.
 void RefuseDocumentType(const std::wstring& path, std::string bytes) {
   std::erase(bytes, '\0');  // of UTF-16
@@ -128,8 +100,8 @@ VlanFileContent ReadElements(std::span<const VlanElement> elements, const std::v
   return content;
 }
 
-VlanFile::VlanFile(const std::wstring& path) : m_file(OpenFile(path)) {
-  RefuseDocumentType(path, ReadBytes(path, m_file.Get()));
+VlanFile::VlanFile(const std::wstring& path) : m_file(OpenInputFile(path)) {
+  RefuseDocumentType(path, ReadInputFile(path, m_file.Get()));
   XmlDocument document = LoadXml(path);
   CheckNames(path, document);
   m_elements = std::move(document.vlans);

@@ -3,9 +3,11 @@
 #include "platform/comtext.h"
 
 #include <cwchar>
+#include <memory>
 #include <string_view>
 
 #include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/requests.h"
 
 namespace qvrn {
 namespace {
@@ -41,6 +43,21 @@ Value ToValue(const VARIANT& variant, CIMTYPE type) {
   }
 }
 
+// The elements of an array of texts; none of anything else.
+std::vector<std::wstring> TextsOf(const VARIANT& value) {
+  std::vector<std::wstring> texts;
+  if (value.vt != (VT_ARRAY | VT_BSTR)) return texts;
+  LONG last = -1;
+  ::SafeArrayGetUBound(value.parray, 1, &last);
+  for (LONG i = 0; i <= last; ++i) {
+    Bstr text;
+    if (SUCCEEDED(::SafeArrayGetElement(value.parray, &i, text.Put()))) {
+      texts.emplace_back(text.Get() == nullptr ? L"" : text.Get());
+    }
+  }
+  return texts;
+}
+
 // A qualifier's value as it is; empty (VT_EMPTY) when the property does not have it.
 class QualifierReader {
  public:
@@ -65,19 +82,8 @@ class QualifierReader {
   }
 
   std::vector<std::wstring> Texts(const wchar_t* name) const {
-    std::vector<std::wstring> texts;
     Variant value;
-    if (!Read(name, value) || value.Get()->vt != (VT_ARRAY | VT_BSTR)) return texts;
-    SAFEARRAY* array = value.Get()->parray;
-    LONG last = -1;
-    ::SafeArrayGetUBound(array, 1, &last);
-    for (LONG i = 0; i <= last; ++i) {
-      Bstr text;
-      if (SUCCEEDED(::SafeArrayGetElement(array, &i, text.Put()))) {
-        texts.emplace_back(text.Get() == nullptr ? L"" : text.Get());
-      }
-    }
-    return texts;
+    return Read(name, value) ? TextsOf(*value.Get()) : std::vector<std::wstring>();
   }
 
  private:
@@ -120,7 +126,11 @@ ComRuntime::ComRuntime() {
                          EOAC_NONE, nullptr);
 }
 
-ComRuntime::~ComRuntime() { ::CoUninitialize(); }
+ComRuntime::~ComRuntime() {
+  if (!AnyRequestAbandoned()) ::CoUninitialize();
+}
+
+// What a request touches belongs to it: it may outlive its caller.
 
 WmiClient::WmiClient(const std::wstring& computer, const std::wstring& nameSpace) {
   const std::wstring path = computer.empty() ? nameSpace : L"\\\\" + computer + L"\\" + nameSpace;
@@ -128,62 +138,87 @@ WmiClient::WmiClient(const std::wstring& computer, const std::wstring& nameSpace
   ComPtr<IWbemLocator> locator;
   Check(::CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(locator.GetAddressOf())),
         L"the WMI locator");
-  Check(locator->ConnectServer(Bstr(path.c_str()).Get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
-                               m_services.GetAddressOf()),
-        subject);
+  const auto services = std::make_shared<ComPtr<IWbemServices>>();
+  const auto connect = [locator, path, services] {
+    return locator->ConnectServer(Bstr(path.c_str()).Get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
+                                  services->GetAddressOf());
+  };
+  Check(RunRequest(subject, connect), subject);
+  m_services = *services;
   SecureProxy(m_services.Get());
 }
 
 std::vector<WmiObject> WmiClient::Query(const std::wstring& query) const {
-  ComPtr<IEnumWbemClassObject> found;
-  Check(m_services->ExecQuery(Bstr(L"WQL").Get(), Bstr(query.c_str()).Get(),
-                              WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, found.GetAddressOf()),
-        query);
-  SecureProxy(found.Get());
-  std::vector<WmiObject> objects;
-  for (;;) {
-    WmiObject object;
-    ULONG count = 0;
-    Check(found->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.GetAddressOf(), &count), query);
-    if (count == 0) return objects;
-    objects.push_back(std::move(object));
-  }
+  const auto objects = std::make_shared<std::vector<WmiObject>>();
+  const auto ask = [services = m_services, query, objects] {
+    ComPtr<IEnumWbemClassObject> found;
+    HRESULT hr =
+        services->ExecQuery(Bstr(L"WQL").Get(), Bstr(query.c_str()).Get(),
+                            WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, found.GetAddressOf());
+    if (SUCCEEDED(hr)) SecureProxy(found.Get());
+    while (SUCCEEDED(hr)) {
+      WmiObject object;
+      ULONG count = 0;
+      hr = found->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.GetAddressOf(), &count);
+      if (FAILED(hr) || count == 0) break;
+      objects->push_back(std::move(object));
+    }
+    return hr;
+  };
+  Check(RunRequest(query, ask), query);
+  return *objects;
 }
 
 WmiObject WmiClient::Fetch(const std::wstring& path, const std::wstring& subject) const {
-  WmiObject object;
-  Check(m_services->GetObject(Bstr(path.c_str()).Get(), 0, nullptr, object.GetAddressOf(), nullptr), subject);
-  if (object == nullptr) throw WmiFailed(subject, kNotFound);  // a success without an object
-  return object;
+  const auto object = std::make_shared<WmiObject>();
+  const auto get = [services = m_services, path, object] {
+    return services->GetObject(Bstr(path.c_str()).Get(), 0, nullptr, object->GetAddressOf(), nullptr);
+  };
+  Check(RunRequest(subject, get), subject);
+  if (*object == nullptr) throw WmiFailed(subject, kNotFound);  // a success without an object
+  return *object;
 }
 
-HRESULT WmiClient::Put(IWbemClassObject* instance, LONG flags) const noexcept {
-  return m_services->PutInstance(instance, flags, nullptr, nullptr);
+WmiObject WmiClient::FetchClass(const std::wstring& className, const std::wstring& subject) const {
+  WmiObject& known = m_classes[className];
+  if (known == nullptr) known = Fetch(className, subject);
+  return known;
 }
 
-HRESULT WmiClient::Delete(const std::wstring& path) const {
-  return m_services->DeleteInstance(Bstr(path.c_str()).Get(), 0, nullptr, nullptr);
+HRESULT WmiClient::Put(const WmiObject& instance, LONG flags, const std::wstring& subject) const {
+  return RunRequest(subject, [services = m_services, instance, flags] {
+    return services->PutInstance(instance.Get(), flags, nullptr, nullptr);
+  });
+}
+
+HRESULT WmiClient::Delete(const std::wstring& path, const std::wstring& subject) const {
+  return RunRequest(subject, [services = m_services, path] {
+    return services->DeleteInstance(Bstr(path.c_str()).Get(), 0, nullptr, nullptr);
+  });
 }
 
 WmiObject WmiClient::Call(const std::wstring& className, const std::wstring& method,
-                          const std::vector<std::pair<const wchar_t*, Value>>& in) const {
+                          const std::vector<std::pair<const wchar_t*, Value>>& in,
+                          const std::function<std::wstring()>& describe) const {
   const std::wstring subject = className + L"." + method;
-  const WmiObject classObject = Fetch(className, subject);
+  const WmiObject classObject = FetchClass(className, subject);
   WmiObject signature;
   Check(classObject->GetMethod(method.c_str(), 0, signature.GetAddressOf(), nullptr), subject);
   WmiObject parameters;
   if (signature != nullptr) Check(signature->SpawnInstance(0, parameters.GetAddressOf()), subject);
   for (const auto& [name, value] : in) WriteProperty(parameters.Get(), name, value);
-  WmiObject out;
-  Check(m_services->ExecMethod(Bstr(className.c_str()).Get(), Bstr(method.c_str()).Get(), 0, nullptr, parameters.Get(),
-                               out.GetAddressOf(), nullptr),
-        subject);
-  return out;
+  const auto out = std::make_shared<WmiObject>();
+  const auto call = [services = m_services, className, method, parameters, out] {
+    return services->ExecMethod(Bstr(className.c_str()).Get(), Bstr(method.c_str()).Get(), 0, nullptr, parameters.Get(),
+                                out->GetAddressOf(), nullptr);
+  };
+  Check(RunRequest(subject, call, describe), subject);
+  return *out;
 }
 
 WmiObject FetchClass(const WmiClient& wmi, const std::wstring& className) {
   try {
-    return wmi.Fetch(className, L"class " + className);
+    return wmi.FetchClass(className, L"class " + className);
   } catch (const ClientError& error) {
     if (error.Code() != kNotFound) throw;
     throw ClassMissing(className, kNotFound);
@@ -207,6 +242,12 @@ Value ReadProperty(IWbemClassObject* object, const std::wstring& name) {
   if (hr == kNotFound) return {};
   Check(hr, L"property " + name);
   return ToValue(*value.Get(), type);
+}
+
+std::vector<std::wstring> ReadTexts(IWbemClassObject* object, const std::wstring& name) {
+  Variant value;
+  Check(object->Get(name.c_str(), 0, value.Put(), nullptr, nullptr), L"property " + name);
+  return TextsOf(*value.Get());
 }
 
 void WriteProperty(IWbemClassObject* object, const std::wstring& name, const Value& value) {

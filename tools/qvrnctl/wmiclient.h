@@ -7,6 +7,8 @@
 
 #include "platform/wmi.h"
 
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,7 +28,8 @@ class ComRuntime {
   ~ComRuntime();
 };
 
-/// A connection to one namespace. What WMI refuses is thrown as ClientError that carries the code.
+/// A connection to one namespace. What WMI refuses is thrown as ClientError that carries the code, and so is a request
+/// that does not end in time.
 class WmiClient {
  public:
   /// IWbemLocator::ConnectServer to the namespace that the arguments name, on the computer that they name.
@@ -37,16 +40,21 @@ class WmiClient {
   std::vector<WmiObject> Query(const std::wstring& query) const;
   /// A class or an instance by its path. `subject` names it in the error.
   WmiObject Fetch(const std::wstring& path, const std::wstring& subject) const;
-  /// PutInstance; the code is given as it comes, for callers that read back what happened.
-  HRESULT Put(IWbemClassObject* instance, LONG flags) const noexcept;
+  /// A class, which one connection asks for once.
+  WmiObject FetchClass(const std::wstring& className, const std::wstring& subject) const;
+  /// PutInstance; the code is given as it comes, for callers that read back what happened. `subject` says what is done.
+  HRESULT Put(const WmiObject& instance, LONG flags, const std::wstring& subject) const;
   /// DeleteInstance; the code is given as it comes, as that of a put.
-  HRESULT Delete(const std::wstring& path) const;
-  /// A static method of a class: fills `in` by the method's declaration, gives its out-parameters.
+  HRESULT Delete(const std::wstring& path, const std::wstring& subject) const;
+  /// A static method of a class: fills `in` by the method's declaration, gives its out-parameters. `describe` tells a
+  /// person how far it is.
   WmiObject Call(const std::wstring& className, const std::wstring& method,
-                 const std::vector<std::pair<const wchar_t*, Value>>& in) const;
+                 const std::vector<std::pair<const wchar_t*, Value>>& in,
+                 const std::function<std::wstring()>& describe = {}) const;
 
  private:
   Microsoft::WRL::ComPtr<IWbemServices> m_services;
+  mutable std::map<std::wstring, WmiObject> m_classes;
 };
 
 /// A class itself. Throws ClientError that says what to do when it is not registered.
@@ -56,6 +64,8 @@ std::vector<WmiObject> ListInstances(const WmiClient& wmi, const std::wstring& c
 
 /// A property's value; NULL for one that the object does not have.
 Value ReadProperty(IWbemClassObject* object, const std::wstring& name);
+/// The elements of a property that is an array of texts; none for any other.
+std::vector<std::wstring> ReadTexts(IWbemClassObject* object, const std::wstring& name);
 /// Sets a property. Throws ClientError.
 void WriteProperty(IWbemClassObject* object, const std::wstring& name, const Value& value);
 

@@ -1,0 +1,112 @@
+#include <functional>
+
+#include "tools/qvrnctl/changes.h"
+#include "tools/qvrnctl/commands.h"
+#include "tools/qvrnctl/confirmation.h"
+#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/filename.h"
+#include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/reach.h"
+#include "tools/qvrnctl/terminal.h"
+
+namespace qvrn {
+namespace {
+
+// A machine, and what a file wants of it.
+struct Task {
+  std::wstring file;
+  WmiClient wmi;
+  MachineState machine;
+  DesiredState desired;
+  std::vector<Difference> differences;
+
+  // Throws ClientError, after one line for each fault, when anything in the file is wrong.
+  explicit Task(const Arguments& arguments)
+      : file(FullFileName(arguments.operands[0], false)), wmi(arguments), machine(ReadMachine(wmi)) {
+    DriverRegistry drivers(arguments);
+    desired = Resolve(ReadStateFile(file, machine.adapters.served), machine, wmi, drivers);
+    RefuseFaults(desired.faults, file + L" does not describe a state of this machine; nothing was changed");
+    differences = Compare(desired, machine);
+  }
+};
+
+void WriteDifferences(const Arguments& arguments, const std::vector<Difference>& differences) {
+  if (arguments.json) {
+    WriteOut(FormatJson(DescribeDifferences(differences)));
+  } else if (!differences.empty()) {
+    WriteOut(FormatDifferences(differences));
+  }
+}
+
+void ReportApplied(const Arguments& arguments, const ReachResult& result) {
+  if (!arguments.json) {
+    WriteOut(FormatDifferences(result.before, result.left, true));
+    return;
+  }
+  std::vector<JsonRow> rows = DescribeDifferences(result.before);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const Difference* const left = FindSame(result.left, result.before[i]);
+    rows[i].emplace_back(L"after", left == nullptr ? result.before[i].wanted : left->now);
+    rows[i].emplace_back(L"result", left == nullptr ? L"done" : L"notDone");
+  }
+  WriteOut(FormatJson(rows));
+}
+
+int Apply(const Arguments& arguments, const Task& task) {
+  const ReachResult result = Reach(arguments, task.wmi, task.desired, task.machine, &WriteError);
+  ReportApplied(arguments, result);
+  if (result.left.empty()) return kExitDone;
+  WriteError(L"the machine is not as " + task.file + L" describes it");
+  return kExitFailed;
+}
+
+void AskForConsent(const Arguments& arguments) {
+  if (arguments.yes) return;
+  if (!CanAsk()) throw WrongUsage(L"apply asks before it changes anything; without a terminal it needs --yes");
+  if (!Confirm(L"Go on?")) throw Failed(L"not confirmed; nothing was changed");
+}
+
+}  // namespace
+
+int RunShow(const Arguments& arguments) {
+  const WmiClient wmi(arguments);
+  MachineState machine = ReadMachine(wmi);
+  if (!arguments.operands.empty()) {
+    std::vector<AdapterState> named;
+    for (const Adapter& adapter : MatchAdapters(wmi, machine.adapters, arguments.operands)) {
+      const AdapterState* const state = machine.Find(adapter.id);
+      named.push_back(state == nullptr ? AdapterState{adapter, {}, {}, {}} : *state);
+    }
+    machine.states = std::move(named);
+  }
+  if (machine.states.empty()) WriteError(NothingServed(arguments));
+  WriteOut(FormatOnLines(DescribeMachine(machine.states), !IsConsole(STD_OUTPUT_HANDLE)));
+  return kExitDone;
+}
+
+int RunDiff(const Arguments& arguments) {
+  const Task task(arguments);
+  WriteDifferences(arguments, task.differences);
+  return task.differences.empty() ? kExitDone : kExitDifferences;
+}
+
+int RunApply(const Arguments& arguments) {
+  CheckConfirmation(arguments);
+  const Task task(arguments);
+  if (task.differences.empty()) {
+    WriteDifferences(arguments, {});
+    WriteError(L"the machine is as " + task.file + L" describes it; nothing was written and nothing restarts");
+    return kExitDone;
+  }
+  WriteError(FormatRestarts(MakePlan(task.desired, task.machine), arguments.whatIf) +
+             L"; their connections drop for a moment each time");
+  if (arguments.whatIf) {
+    WriteDifferences(arguments, task.differences);
+    return kExitDone;
+  }
+  AskForConsent(arguments);
+  if (arguments.confirmWithin.empty()) return Apply(arguments, task);
+  return MakeConfirmed(arguments, L"apply " + task.file, task.machine, [&] { return Apply(arguments, task); });
+}
+
+}  // namespace qvrn
