@@ -1,10 +1,11 @@
 #include "tools/qvrnctl/requests.h"
 
-#include <chrono>
-#include <future>
+#include <algorithm>
+#include <exception>
 #include <memory>
 #include <thread>
 
+#include "platform/handle.h"
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/output.h"
 #include "tools/qvrnctl/terminal.h"
@@ -12,23 +13,27 @@
 namespace qvrn {
 namespace {
 
-using std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds kRefresh{500};
+constexpr ULONGLONG kRefreshMs = 500;
 
 unsigned timeoutSeconds = kRequestTimeout;
 bool abandoned = false;
 
-std::future<HRESULT> Start(const std::function<HRESULT()>& request) {
-  std::packaged_task<HRESULT()> task(request);
-  std::future<HRESULT> answer = task.get_future();
-  std::thread(std::move(task)).detach();
-  return answer;
-}
+// A request at work; its thread and whoever waits for it own it together.
+struct Work {
+  std::function<HRESULT()> request;
+  KernelHandle done{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  HRESULT answer = E_UNEXPECTED;
+  std::exception_ptr failure;
 
-std::wstring Elapsed(steady_clock::time_point start) {
-  return std::to_wstring(std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start).count()) + L" s";
-}
+  void Run() noexcept {
+    try {
+      answer = request();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    ::SetEvent(done.Get());
+  }
+};
 
 // What the description itself cannot find out leaves the line as it is.
 void ShowProgress(ProgressLine& line, const std::function<std::wstring()>& describe) try {
@@ -37,16 +42,21 @@ void ShowProgress(ProgressLine& line, const std::function<std::wstring()>& descr
   return;  // a connection that drops for a moment: the request itself tells how it ended
 }
 
+bool WaitUntil(const Work& work, ULONGLONG end) {
+  const ULONGLONG now = ::GetTickCount64();
+  return ::WaitForSingleObject(work.done.Get(), static_cast<DWORD>(end > now ? end - now : 0)) == WAIT_OBJECT_0;
+}
+
 // False when the time is over first.
-bool WaitFor(const std::future<HRESULT>& answer, const std::function<std::wstring()>& describe) {
-  const auto end = steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-  if (!IsConsole(STD_ERROR_HANDLE)) return answer.wait_until(end) == std::future_status::ready;
-  auto next = std::min(end, steady_clock::now() + 2 * kRefresh);
+bool WaitFor(const Work& work, ULONGLONG start, const std::function<std::wstring()>& describe) {
+  const ULONGLONG end = start + ULONGLONG{timeoutSeconds} * 1000;
+  if (!IsConsole(STD_ERROR_HANDLE)) return WaitUntil(work, end);
+  ULONGLONG next = std::min(end, start + 2 * kRefreshMs);
   ProgressLine line;
-  while (answer.wait_until(next) != std::future_status::ready) {
+  while (!WaitUntil(work, next)) {
     if (next == end) return false;
     ShowProgress(line, describe);
-    next = std::min(end, steady_clock::now() + kRefresh);
+    next = std::min(end, ::GetTickCount64() + kRefreshMs);
   }
   return true;
 }
@@ -57,17 +67,23 @@ void SetRequestTimeout(unsigned seconds) noexcept { timeoutSeconds = seconds; }
 
 HRESULT RunRequest(const std::wstring& subject, const std::function<HRESULT()>& request,
                    const std::function<std::wstring()>& describe) {
-  const auto start = steady_clock::now();
-  std::future<HRESULT> answer = Start(request);
-  const auto describeTime = [&] { return subject + L" (" + Elapsed(start) + L")"; };
-  if (!WaitFor(answer, describe ? describe : describeTime)) {
+  const ULONGLONG start = ::GetTickCount64();
+  const auto work = std::make_shared<Work>();
+  work->request = request;
+  std::thread([work] { work->Run(); }).detach();
+  const auto describeTime = [&] {
+    return subject + L" (" + std::to_wstring((::GetTickCount64() - start) / 1000) + L" s)";
+  };
+  if (!WaitFor(*work, start, describe ? describe : describeTime)) {
     abandoned = true;
+    constexpr auto kTimedOut = static_cast<HRESULT>(WBEM_E_TIMED_OUT);
     throw ClientError(kExitFailed,
-                      subject + L": " + NameOfCode(static_cast<HRESULT>(WBEM_E_TIMED_OUT)) + L"; no answer within " +
+                      subject + L": " + NameOfCode(kTimedOut) + L"; no answer within " +
                           std::to_wstring(timeoutSeconds) + L" seconds; what was asked for may still happen",
-                      static_cast<HRESULT>(WBEM_E_TIMED_OUT));
+                      kTimedOut);
   }
-  return answer.get();
+  if (work->failure) std::rethrow_exception(work->failure);
+  return work->answer;
 }
 
 bool AnyRequestAbandoned() noexcept { return abandoned; }
