@@ -62,11 +62,16 @@ TEST(CommandLine, IsReadInAnyOrderOrRefusedWithTheUsage) {
       {L"set 7 RssMode=-1 --what-if --yes", L"set|7|RssMode=-1; ; root\\cimv2;  if yes"},
       {L"vlan add 7 --id 1 --name \"a b\" --priority 2", L"vlan add|7; ; root\\cimv2; 1a b2"},
       {L"get -- --json -", L"get|--json|-; ; root\\cimv2; "},
+      {L"vlan list 7", L"vlans|7; ; root\\cimv2; "},
+      {L"help vlan add", L"vlan add; ; root\\cimv2;  help"},
+      {L"/?", L"-; ; root\\cimv2;  help"},
+      {L"help gett", L"2: there is no command \"gett\""},
+      {L"get 7 --json --json", L"2: --json is given twice"},
       {L"get -h --version", L"get; ; root\\cimv2;  help version"},
       {L"", L"2: a command is missing\nusage: qvrnctl COMMAND [ARGUMENTS...] [OPTIONS...]; try qvrnctl --help"},
       {L"Get", L"2: there is no command \"Get\"\nusage: qvrnctl COMMAND"},
       {L"vlan 7", L"2: there is no command \"vlan\"\nusage: qvrnctl COMMAND"},
-      {L"get", L"2: too few arguments\nusage: qvrnctl get ADAPTER [PROPERTY...] [OPTIONS...]"},
+      {L"get", L"2: too few arguments\nusage: qvrnctl get ADAPTER... [PROPERTY...] [OPTIONS...]"},
       {L"adapters 7", L"2: too many arguments: \"7\"\nusage: qvrnctl adapters [OPTIONS...]"},
       {L"get 7 --what-if", L"2: get does not take --what-if\nusage: qvrnctl get"},
       {L"adapters --bogus=1", L"2: there is no option --bogus\nusage: qvrnctl COMMAND"},
@@ -85,19 +90,27 @@ TEST(CommandLine, IsReadInAnyOrderOrRefusedWithTheUsage) {
 TEST(CommandLine, EachCommandTakesItsOperandsAndOptionsAndShowsAnExampleThatWorks) {
   // How many operands, of up to three, and which options.
   const Words expected = {
-      L"adapters 0 computer namespace json help",
-      L"get 123 computer namespace association json help",
-      L"set 23 computer namespace json what-if yes help",
-      L"vlans 01 computer namespace json help",
-      L"vlan add 1 computer namespace id name priority json what-if yes help",
-      L"vlan set 1 computer namespace id name priority json what-if yes help",
-      L"vlan remove 123 computer namespace json what-if yes help",
-      L"tree 0 computer namespace json help",
-      L"save 1 computer namespace json what-if yes help",
-      L"restore 1 computer namespace json what-if yes help",
+      L"adapters 0 computer namespace timeout json help",
+      L"get 123 computer namespace association timeout json help",
+      L"describe 123 computer namespace timeout json help",
+      L"set 23 computer namespace timeout json what-if yes help",
+      L"reset 123 computer namespace timeout json what-if yes help",
+      L"vlans 01 computer namespace timeout json help",
+      L"vlan add 1 computer namespace id name priority timeout json what-if yes help",
+      L"vlan set 1 computer namespace id name priority timeout json what-if yes help",
+      L"vlan remove 123 computer namespace if-exists timeout json what-if yes help",
+      L"tree 0 computer namespace timeout json help",
+      L"save 1 computer namespace timeout json what-if yes help",
+      L"restore 1 computer namespace confirm-within timeout json what-if yes help",
+      L"show 0123 computer namespace timeout json help",
+      L"diff 1 computer namespace timeout json help",
+      L"apply 1 computer namespace confirm-within timeout json what-if yes help",
+      L"confirm 0 status json help",
+      L"rollback 0 json help",
   };
   Words seen;
   for (const Command& command : Commands()) {
+    if (command.operands == nullptr) continue;
     const std::wstring example = command.example;
     EXPECT_EQ(Parse(example).command, &command);
     const std::wstring help = CommandHelp(command);
@@ -135,8 +148,10 @@ TEST(Requests, AreReadByTheSchemaOrAreWrongUsage) {
   properties[5].text = true;
   const auto read = [&](const std::wstring& line) {
     std::wstring text;
-    for (const Request& request : ParseRequests(properties, Split(line)))
+    for (const Assignment& assignment : ParseAssignments(properties, Split(line))) {
+      const Request request = Resolve(assignment, [](const PropertyInfo&) { return std::nullopt; });
       text += request.info.name + L" " + FormatWithMeaning(request.info, request.value) + L";";
+    }
     return text;
   };
   const std::pair<const wchar_t*, const wchar_t*> rows[] = {

@@ -8,6 +8,7 @@
 #include <regex>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include "mux/notifyob/muxinstall.h"
 #include "mux/notifyob/notify.h"
@@ -18,6 +19,7 @@
 #include "tests/scenario/functions.h"
 #include "tests/scenario/interpreter.h"
 #include "tools/qvrnctl/client.h"
+#include "tools/qvrnctl/requests.h"
 
 namespace scenario {
 namespace {
@@ -145,6 +147,15 @@ void Call(Interpreter& stage, Words& words) {
   if (!results.empty()) Note("result", "", results);
 }
 
+// What the thread itself costs is not the client's doing.
+void StartObserved(std::function<void()> work) {
+  const Observation unobserved(false);
+  std::thread([work = std::move(work)] {
+    const Observation observed(true);
+    work();
+  }).detach();
+}
+
 // qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, or "!N " where it
 // ended with N; "exit N" where a failure says nothing.
 void RunClient(Interpreter& stage, Words& words) {
@@ -158,6 +169,7 @@ void RunClient(Interpreter& stage, Words& words) {
   const Redirection error(STD_ERROR_HANDLE);
   {
     const Observation observed(true);
+    qvrn::SetThreadStarter(StartObserved);
     status = qvrn::RunClient(arguments);
   }
   const bool hasSpoken = error.NoteLines("!" + (status == 0 ? "" : std::to_string(status)) + " ");

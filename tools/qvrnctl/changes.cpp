@@ -16,11 +16,7 @@ bool ReportRefusal(const std::wstring& subject, HRESULT answer) {
 }
 
 void RefuseFaults(const std::vector<std::wstring>& faults, const std::wstring& conclusion) {
-  constexpr std::size_t kMostFaults = 20;
-  if (faults.empty()) return;
-  for (std::size_t i = 0; i < faults.size() && i < kMostFaults; ++i) WriteError(faults[i]);
-  if (faults.size() > kMostFaults) WriteError(L"and " + std::to_wstring(faults.size() - kMostFaults) + L" more");
-  throw Failed(conclusion);
+  if (!faults.empty()) throw Failed(conclusion).Because(faults);
 }
 
 void WaitToReadAgain(const ClientError& error, int attempt) {

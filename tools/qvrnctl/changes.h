@@ -17,8 +17,7 @@ void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId);
 /// success nor "not found" does: a put that worked may come back as "not found", one that failed as success.
 bool ReportRefusal(const std::wstring& subject, HRESULT answer);
 
-/// Ends the command with one line for each fault, and the conclusion; does nothing where there is none. Throws
-/// ClientError.
+/// Throws ClientError with the conclusion and the faults, a line each; does nothing where there is none.
 void RefuseFaults(const std::vector<std::wstring>& faults, const std::wstring& conclusion);
 
 /// Waits a while before what a change has done is read once more. Throws ClientError when reading again is of no use:

@@ -37,12 +37,19 @@ void WriteErrorAsJson(const std::wstring& message, HRESULT code) {
   WriteOut(FormatOnOneLine({{"error", error}}) + L"\n");
 }
 
-int Conclude(std::span<const std::wstring> words, int status, const std::wstring& message, HRESULT code) try {
-  WriteError(message);
-  if (std::ranges::find(words, L"--json") != words.end() && !HasOutput()) WriteErrorAsJson(message, code);
-  return status;
+int Conclude(std::span<const std::wstring> words, const ClientError& error) try {
+  constexpr std::size_t kMostFaults = 20;
+  const std::vector<std::wstring>& faults = error.Faults();
+  for (std::size_t i = 0; i < faults.size() && i < kMostFaults; ++i) WriteError(faults[i]);
+  if (faults.size() > kMostFaults) WriteError(L"and " + std::to_wstring(faults.size() - kMostFaults) + L" more");
+  WriteError(error.Message());
+  if (std::ranges::find(words, L"--json") == words.end() || HasOutput()) return error.ExitStatus();
+  std::wstring message = error.Message();
+  for (const std::wstring& fault : faults) message += L"\n" + fault;
+  WriteErrorAsJson(message, error.Code());
+  return error.ExitStatus();
 } catch (const std::exception&) {
-  return status;  // nobody reads the output
+  return error.ExitStatus();  // nobody reads the output
 }
 
 }  // namespace
@@ -51,11 +58,11 @@ int RunClient(std::span<const std::wstring> words) try {
   StartOutput();
   return Run(ParseArguments(words, Commands()));
 } catch (const ClientError& error) {
-  return Conclude(words, error.ExitStatus(), error.Message(), error.Code());
+  return Conclude(words, error);
 } catch (const std::bad_alloc&) {
-  return Conclude(words, kExitFailed, L"out of memory", E_OUTOFMEMORY);
+  return Conclude(words, ClientError(kExitFailed, L"out of memory", E_OUTOFMEMORY));
 } catch (const std::exception& error) {
-  return Conclude(words, kExitFailed, L"unexpected: " + FromUtf8(error.what()), E_UNEXPECTED);
+  return Conclude(words, ClientError(kExitFailed, L"unexpected: " + FromUtf8(error.what()), E_UNEXPECTED));
 }
 
 }  // namespace qvrn

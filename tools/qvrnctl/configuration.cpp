@@ -59,15 +59,22 @@ std::vector<WmiObject> FindConfigurations(const WmiClient& wmi, std::span<const 
   if (!configurations.empty()) return configurations;
   const std::vector<WmiObject> instances = ListInstances(wmi, kConfigurationClass);
   const AdapterList adapters = JoinAdapters(wmi, instances, {});
-  std::vector<std::wstring> ids;
-  for (const std::wstring& text : wanted) try {
-      for (const Adapter& adapter : MatchAdapters(wmi, adapters, {&text, 1})) {
-        if (std::ranges::find(ids, adapter.id) == ids.end()) ids.push_back(adapter.id);
-      }
+  const auto find = [&](const std::wstring& text) {
+    try {
+      return MatchAdapters(wmi, adapters, {&text, 1});
     } catch (const ClientError& error) {
       if (explain && &text != &wanted.front() && error.Code() == kNotFound) throw explain(text);
       throw;
     }
+  };
+  // What is wrong usage is told before what is not there.
+  for (const std::wstring& text : wanted.subspan(1)) find(text);
+  std::vector<std::wstring> ids;
+  for (const std::wstring& text : wanted) {
+    for (const Adapter& adapter : find(text)) {
+      if (std::ranges::find(ids, adapter.id) == ids.end()) ids.push_back(adapter.id);
+    }
+  }
   for (const std::wstring& id : ids) {
     const auto listed =
         std::ranges::find(instances, id, [](const WmiObject& instance) { return IdOf(instance.Get()); });

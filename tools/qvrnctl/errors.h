@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <string>
+#include <vector>
 
 namespace qvrn {
 
@@ -27,10 +28,18 @@ class ClientError : public std::exception {
   HRESULT Code() const noexcept { return m_code; }
   const std::wstring& Message() const noexcept { return m_message; }
 
+  /// What has led to it, a line each.
+  const std::vector<std::wstring>& Faults() const noexcept { return m_faults; }
+  ClientError& Because(std::vector<std::wstring> faults) {
+    m_faults = std::move(faults);
+    return *this;
+  }
+
  private:
   int m_exitStatus;
   HRESULT m_code;
   std::wstring m_message;
+  std::vector<std::wstring> m_faults;
 };
 
 /// The command line asks for something that cannot be.

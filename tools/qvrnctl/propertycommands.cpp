@@ -334,7 +334,8 @@ Json DescribeAsJson(const std::wstring& id, const PropertyState& state, const Dr
   const auto number = [](const std::optional<std::int64_t>& n) { return n ? Json(*n) : Json(nullptr); };
   Json values = Json::array();
   for (const auto& [value, meaning] : parameter.values) {
-    values.push_back({{"value", ToJson(value)}, {"meaning", ToJson(meaning)}});
+    const std::optional<std::int64_t> plain = ParseNumber(value);
+    values.push_back({{"value", plain ? Json(*plain) : ToJson(value)}, {"meaning", ToJson(meaning)}});
   }
   return {{"adapter", ToJson(id)},
           {"property", ToJson(state.info.name)},

@@ -1,5 +1,6 @@
 #include "tools/qvrnctl/reach.h"
 
+#include <algorithm>
 #include <set>
 
 #include "tools/qvrnctl/changes.h"
@@ -52,20 +53,44 @@ bool Carry(const Arguments& arguments, const WmiClient& wmi, const std::vector<S
   return lost;
 }
 
+// The VLAN whose creation makes the provider find the others again: one on the adapter with the highest GUID of those
+// that shall have no VLAN and have none. None where there is no such adapter.
+std::vector<Step> PlanHelper(const DesiredState& desired, const MachineState& machine) {
+  std::vector<Vlan> helpers;
+  for (const DesiredAdapter& adapter : desired.adapters) {
+    const AdapterState* const state = machine.Find(adapter.adapter.id);
+    const bool isEmpty = state != nullptr && state->vlans.empty() && adapter.vlans && adapter.vlans->empty();
+    if (isEmpty) helpers.push_back({L"", adapter.adapter.id, L"qvrnctl-1", 1, 0});
+  }
+  if (helpers.empty()) return {};
+  SortForRemoval(helpers, machine.adapters.served);
+  return {{Deviation::kCreate, helpers.back().adapter, {}, {}, helpers.back(), 2}};
+}
+
+bool AnyRemoval(const std::vector<Difference>& differences) {
+  return std::ranges::any_of(differences, [](const Difference& d) { return d.deviation == Deviation::kRemove; });
+}
+
 }  // namespace
 
 ReachResult Reach(const Arguments& arguments, const WmiClient& wmi, const DesiredState& desired, MachineState machine,
                   const Speaker& say) {
   const InterruptWatch watch;
   ReachResult result = {Compare(desired, machine), {}};
-  const std::vector<Step> plan = MakePlan(desired, machine);
-  const bool lost = Carry(arguments, wmi, plan, say);
-  machine = ReadBack<MachineState>(arguments, &ReadMachine);
-  result.left = Compare(desired, machine);
-  if (!lost || result.left.empty() || result.left.size() == result.before.size()) return result;
-  say(L"once more, as the provider may find now what it did not find before");
+  const auto readBack = [&] {
+    machine = ReadBack<MachineState>(arguments, &ReadMachine);
+    result.left = Compare(desired, machine);
+  };
+  const bool lost = Carry(arguments, wmi, MakePlan(desired, machine), say);
+  readBack();
+  if (!lost || !AnyRemoval(result.left)) return result;
+  say(L"the provider does not find every VLAN that it lists; once more, with one that it finds the others by");
+  if (const std::vector<Step> helper = PlanHelper(desired, machine); !helper.empty()) {
+    Carry(arguments, wmi, helper, say);
+    readBack();
+  }
   Carry(arguments, wmi, MakePlan(desired, machine), say);
-  result.left = Compare(desired, ReadBack<MachineState>(arguments, &ReadMachine));
+  readBack();
   return result;
 }
 

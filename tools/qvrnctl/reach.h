@@ -19,7 +19,8 @@ struct ReachResult {
 
 /// Brings the machine, which is as `machine` says, to the desired state, and reads it back once. A request that is
 /// refused stops the further ones of its adapter, Ctrl-C all further ones. Where removals ended in "not found" the rest
-/// is planned and tried once more, since the creations may have brought back what the provider finds VLANs by.
+/// is planned and tried once more: the provider finds the adapter below a VLAN only while the adapter with the highest
+/// GUID of those that had VLANs has one, so a helper is created there first where the plan itself has created none.
 ReachResult Reach(const Arguments& arguments, const WmiClient& wmi, const DesiredState& desired, MachineState machine,
                   const Speaker& say);
 

@@ -17,6 +17,7 @@ constexpr ULONGLONG kRefreshMs = 500;
 
 unsigned timeoutSeconds = kRequestTimeout;
 bool abandoned = false;
+ThreadStarter startThread = [](std::function<void()> work) { std::thread(std::move(work)).detach(); };
 
 // A request at work; its thread and whoever waits for it own it together.
 struct Work {
@@ -65,12 +66,14 @@ bool WaitFor(const Work& work, ULONGLONG start, const std::function<std::wstring
 
 void SetRequestTimeout(unsigned seconds) noexcept { timeoutSeconds = seconds; }
 
+void SetThreadStarter(ThreadStarter starter) noexcept { startThread = starter; }
+
 HRESULT RunRequest(const std::wstring& subject, const std::function<HRESULT()>& request,
                    const std::function<std::wstring()>& describe) {
   const ULONGLONG start = ::GetTickCount64();
   const auto work = std::make_shared<Work>();
   work->request = request;
-  std::thread([work] { work->Run(); }).detach();
+  startThread([work] { work->Run(); });
   const auto describeTime = [&] {
     return subject + L" (" + std::to_wstring((::GetTickCount64() - start) / 1000) + L" s)";
   };

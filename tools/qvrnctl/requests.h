@@ -22,6 +22,11 @@ void SetRequestTimeout(unsigned seconds) noexcept;
 HRESULT RunRequest(const std::wstring& subject, const std::function<HRESULT()>& request,
                    const std::function<std::wstring()>& describe = {});
 
+/// How the thread of a request is started. Whoever watches the requests of a thread puts something of its own in place
+/// of a detached std::thread.
+using ThreadStarter = void (*)(std::function<void()> work);
+void SetThreadStarter(ThreadStarter starter) noexcept;
+
 /// Whether a request that was given up may still be at work in this process.
 bool AnyRequestAbandoned() noexcept;
 
