@@ -48,11 +48,11 @@ std::string Interpreter::Consequence(const std::vector<Event>& whole, const std:
   const auto rejoin =
       std::mismatch(seen.course.rbegin(), seen.course.rend(), usual.course.rbegin(), usual.course.rend(), SameText)
           .first.base();
-  const auto parting =
-      std::mismatch(seen.course.begin(), rejoin, usual.course.begin(), usual.course.end(), SameText).first;
-  std::string text;
-  for (auto event = parting; event != rejoin; ++event)
-    text += (event == parting && parting != seen.course.begin() ? " | ... " : " | ") + Line(*event);
+  // Where nothing is new, what is left out shows by what is seen.
+  auto parting = std::mismatch(seen.course.begin(), rejoin, usual.course.begin(), usual.course.end(), SameText).first;
+  if (parting == rejoin) parting = seen.course.begin();
+  std::string text = parting == seen.course.begin() ? "" : " | ...";
+  for (auto event = parting; event != rejoin; ++event) text += (text == " | ..." ? " " : " | ") + Line(*event);
   const bool goesOn =
       rejoin == seen.course.begin() && seen.course.size() == usual.course.size() &&
       std::equal(seen.outcome.begin(), seen.outcome.end(), usual.outcome.begin(), usual.outcome.end(), SameText);
