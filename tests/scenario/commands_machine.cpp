@@ -234,7 +234,7 @@ void Before(Interpreter& stage, Words& words) {
       part = stage.Expanded(words);
     }
   }
-  BeforeCalls(name, part, skip, 1, [&stage, command = words.TakeRest()] { stage.RunCommand(command); });
+  FailCalls(name, part, 0, skip, 1, [&stage, command = words.TakeRest()] { stage.RunCommand(command); });
 }
 
 // answer NAME=VALUE...: what every object answers when this property is read in the next request.

@@ -13,6 +13,7 @@
 #include <set>
 #include <utility>
 
+#include "platform/comtext.h"
 #include "platform/wmi.h"
 #include "tests/scenario/events.h"
 
@@ -35,7 +36,7 @@ const std::string kQuery = "query";
 
 std::mutex g_lock;
 std::set<const StandIn*> g_counted;
-std::map<std::wstring, VARIANT> g_answers;
+std::map<std::wstring, qvrn::Variant> g_answers;
 
 const Interface* FindInterface(REFIID id) {
   const auto& known = KnownInterfaces();
@@ -100,7 +101,7 @@ bool Answer(const std::string& name, const Arguments& arguments) {
   const std::lock_guard guard(g_lock);
   const auto answer = g_answers.find(reinterpret_cast<const wchar_t*>(arguments[0]));
   if (answer == g_answers.end()) return false;
-  return SUCCEEDED(::VariantCopy(reinterpret_cast<VARIANT*>(arguments[2]), &answer->second));
+  return SUCCEEDED(::VariantCopy(reinterpret_cast<VARIANT*>(arguments[2]), answer->second.Get()));
 }
 
 HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
@@ -194,14 +195,11 @@ IUnknown* Unwrap(IUnknown* object) {
 
 void AnswerProperty(const std::wstring& name, const VARIANT& value) {
   const std::lock_guard guard(g_lock);
-  VARIANT& answer = g_answers[name];
-  ::VariantInit(&answer);
-  ::VariantCopy(&answer, const_cast<VARIANT*>(&value));
+  ::VariantCopy(g_answers[name].Put(), const_cast<VARIANT*>(&value));
 }
 
 void ForgetAnswers() {
   const std::lock_guard guard(g_lock);
-  for (auto& [name, value] : g_answers) ::VariantClear(&value);
   g_answers.clear();
 }
 
