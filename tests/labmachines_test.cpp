@@ -44,9 +44,7 @@ class LabMachines : public tests::FunctionTest, public ::testing::WithParamInter
 
 // The removal of all VLANs enables what they have disabled, and what their adapters have written down.
 TEST_P(LabMachines, AdaptersWithVlansAndNoOthersAreBoundThroughTheDriver) {
-  Tell("file <temp>none.xml <none/>");
-  EXPECT_EQ(Tell("method QvrnEN_VLAN RestoreVlanConfiguration sFileName=\"<temp>none.xml\""),
-            "init 0x0\nresult 0x0, sink 0x0 0x0\n");
+  Tell("file <temp>none.xml <none/>; method QvrnEN_VLAN RestoreVlanConfiguration sFileName=\"<temp>none.xml\"");
   for (const std::string part : {"Linkage:", "AdapterBindingBackup", "UpperBindings", "VlanID"})
     EXPECT_EQ(Tell("registry " + part), "");
 }
