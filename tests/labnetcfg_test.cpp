@@ -3,21 +3,75 @@
 
 #include <windows.h>
 
-#include <string>
-#include <vector>
+#include <devguid.h>
+#include <netcfgx.h>
 
+#include "platform/comtext.h"
 #include "tests/support/functiontest.h"
-#include "tests/support/netcfgclient.h"
 
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
-using tests::kNetClass;
-using tests::kTransportClass;
-using tests::Session;
 using Texts = std::vector<std::wstring>;
 
 const std::wstring kAdapter = L"{00000007-0000-0000-0000-000000000000}";
+
+/// The binding paths that end in a component.
+std::vector<ComPtr<INetCfgBindingPath>> Paths(INetCfgComponent* component) {
+  std::vector<ComPtr<INetCfgBindingPath>> found;
+  ComPtr<INetCfgComponentBindings> bindings;
+  ComPtr<IEnumNetCfgBindingPath> paths;
+  ComPtr<INetCfgBindingPath> path;
+  EXPECT_EQ(component->QueryInterface(IID_PPV_ARGS(&bindings)), S_OK);
+  EXPECT_EQ(bindings->EnumBindingPaths(EBP_ABOVE, &paths), S_OK);
+  while (paths->Next(1, &path, nullptr) == S_OK) found.push_back(path);
+  return found;
+}
+
+/// "+TOKEN" of each enabled path that ends in a component, "-TOKEN" of each disabled one.
+std::vector<std::wstring> PathStates(INetCfgComponent* component) {
+  std::vector<std::wstring> states;
+  for (const auto& path : Paths(component)) {
+    qvrn::TaskText token;
+    EXPECT_EQ(path->GetPathToken(token.Put()), S_OK);
+    states.push_back((path->IsEnabled() == S_OK ? L"+" : L"-") + std::wstring(token.Get()));
+  }
+  return states;
+}
+
+/// A client's session.
+struct Session {
+  ComPtr<INetCfg> netCfg;
+  ComPtr<INetCfgLock> lock;
+
+  Session() {
+    EXPECT_EQ(lab::NetCfgClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&netCfg)), S_OK);
+    EXPECT_EQ(netCfg.As(&lock), S_OK);
+  }
+  /// One that is ready for changes, or for questions only.
+  explicit Session(bool withLock) : Session() {
+    EXPECT_EQ(withLock ? Acquire(0, L"test") : S_OK, S_OK);
+    EXPECT_EQ(netCfg->Initialize(nullptr), S_OK);
+  }
+
+  HRESULT Acquire(DWORD timeout, const wchar_t* client, std::wstring* holder = nullptr) const {
+    qvrn::TaskText name;
+    const HRESULT hr = lock->AcquireWriteLock(timeout, client, name.Put());
+    if (holder != nullptr) *holder = name.Get() == nullptr ? L"(null)" : name.Get();
+    return hr;
+  }
+  ComPtr<INetCfgComponent> Find(const wchar_t* id) const {
+    ComPtr<INetCfgComponent> component;
+    netCfg->FindComponent(id, &component);
+    return component;
+  }
+  ComPtr<INetCfgClassSetup> Setup(const GUID& classGuid) const {
+    ComPtr<INetCfgClassSetup> setup;
+    EXPECT_EQ(netCfg->QueryNetCfgClass(&classGuid, IID_PPV_ARGS(&setup)), S_OK);
+    return setup;
+  }
+};
 
 HRESULT Install(const Session& session, const GUID& classGuid, const wchar_t* id) {
   return session.Setup(classGuid)->Install(id, nullptr, 0, 0, nullptr, nullptr, nullptr);
@@ -66,15 +120,15 @@ TEST_F(LabNetCfg, RemovingTakesBackWhatInstallingAndBindingMade) {
   const scenario::Snapshot before = scenario::TakeSnapshot(HKEY_LOCAL_MACHINE);
   const Session session(true);
   const Session earlier(false);
-  const auto states = [](const Session& s) { return tests::PathStates(s.Find(L"qvx4\\halvex_eth").Get()); };
+  const auto states = [](const Session& s) { return PathStates(s.Find(L"qvx4\\halvex_eth").Get()); };
   const auto switchAll = [&] {
-    for (const auto& path : tests::Paths(session.Find(L"qvx4\\halvex_eth").Get())) {
+    for (const auto& path : Paths(session.Find(L"qvx4\\halvex_eth").Get())) {
       EXPECT_EQ(path->Enable(path->IsEnabled() == S_OK ? FALSE : TRUE), S_OK);
     }
   };
   for (int time = 0; time < 2; ++time) {
-    EXPECT_EQ(Install(session, kTransportClass, L"qvrn_muxp"), S_OK) << "there is one";
-    EXPECT_EQ(Install(session, kNetClass, L"qvrn_muxmp"), S_OK) << "a new one each time";
+    EXPECT_EQ(Install(session, GUID_DEVCLASS_NETTRANS, L"qvrn_muxp"), S_OK) << "there is one";
+    EXPECT_EQ(Install(session, GUID_DEVCLASS_NET, L"qvrn_muxmp"), S_OK) << "a new one each time";
   }
   EXPECT_EQ(earlier.Find(L"qvrn_muxp"), nullptr) << "components are loaded once per Initialize";
   const Texts atFirst = {L"+ms_tcpip->" + kAdapter, L"+ms_msclient->ms_tcpip->" + kAdapter, L"-qvrn_muxp->" + kAdapter};
@@ -83,10 +137,10 @@ TEST_F(LabNetCfg, RemovingTakesBackWhatInstallingAndBindingMade) {
   EXPECT_THAT(states(Session(false)),
               ElementsAre(L"-" + atFirst[0].substr(1), L"-" + atFirst[1].substr(1), L"+" + atFirst[2].substr(1)));
   switchAll();
-  EXPECT_THAT(tests::PathStates(session.Find(L"qvrn_muxmp").Get()), ::testing::SizeIs(2)) << "not through the driver";
-  EXPECT_EQ(Remove(session, kTransportClass, L"qvrn_muxp"), S_OK);
-  EXPECT_EQ(Remove(session, kNetClass, L"qvrn_muxmp"), S_OK);
-  EXPECT_EQ(Remove(session, kNetClass, L"qvrn_muxmp"), S_OK);
+  EXPECT_THAT(PathStates(session.Find(L"qvrn_muxmp").Get()), ::testing::SizeIs(2)) << "not through the driver";
+  EXPECT_EQ(Remove(session, GUID_DEVCLASS_NETTRANS, L"qvrn_muxp"), S_OK);
+  EXPECT_EQ(Remove(session, GUID_DEVCLASS_NET, L"qvrn_muxmp"), S_OK);
+  EXPECT_EQ(Remove(session, GUID_DEVCLASS_NET, L"qvrn_muxmp"), S_OK);
   EXPECT_THAT(scenario::Changes(before, scenario::TakeSnapshot(HKEY_LOCAL_MACHINE)), ::testing::IsEmpty());
 }
 

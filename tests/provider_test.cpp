@@ -5,6 +5,8 @@
 #include <olectl.h>
 
 #include <atomic>
+#include <functional>
+#include <set>
 
 #include "platform/unsupportedservices.h"
 #include "tests/support/functiontest.h"
@@ -72,9 +74,7 @@ void ExpectObject(HRESULT expected, const Function& create, const char* failingB
 }
 
 TEST(ComServer, AnswersForTheProviderAlone) {
-  const auto get = [](REFCLSID id, REFIID face) {
-    return [id, face](void** object) { return ::DllGetClassObject(id, face, object); };
-  };
+  const auto get = [](REFCLSID id, REFIID face) { return std::bind_front(::DllGetClassObject, id, face); };
   const HRESULT idle = ::DllCanUnloadNow();
   ExpectObject(S_OK, get(qvrn::kProviderClassId, IID_IUnknown));
   ExpectObject(S_OK, get(qvrn::kProviderClassId, IID_IClassFactory));
@@ -118,11 +118,12 @@ TEST(Provider, IsOneObjectAndHoldsEachNamespaceThatItIsGiven) {
   EXPECT_EQ(wmiNamespace.references, 1u) << "kept: it releases the last alone";
 }
 
-// Calls the method in each of the slots of an object's virtual table with nothing but zeros.
-void ExpectUnsupported(IWbemServices* services, std::initializer_list<int> slots) {
+// Calls each method of an object's virtual table but some with nothing but zeros.
+void ExpectUnsupported(IWbemServices* services, const std::set<int>& supported) {
   using Method = HRESULT(STDMETHODCALLTYPE*)(void*, void*, void*, void*, void*, void*, void*, void*);
   const auto* table = *reinterpret_cast<Method**>(services);
-  for (const int slot : slots) {
+  for (int slot = 3; slot <= 25; ++slot) {
+    if (supported.contains(slot)) continue;
     EXPECT_HRESULT(WBEM_E_NOT_SUPPORTED,
                    table[slot](services, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr))
         << slot;
@@ -138,7 +139,7 @@ TEST(Provider, AndItsHandlersRefuseMissingArgumentsWithoutTheSink) {
   qvrn::QvrnNetworkAdapterSetting setting;
   Counted<qvrn::UnsupportedServices> wmiNamespace;
   for (IWbemServices* handler : {static_cast<IWbemServices*>(&configuration), static_cast<IWbemServices*>(&setting)}) {
-    ExpectUnsupported(handler, {3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 16, 17, 18, 20, 21, 22, 23, 24, 25});
+    ExpectUnsupported(handler, {7, 15, 19});
     results = {handler->CreateInstanceEnumAsync(text.Get(), 0, nullptr, &sink),
                handler->GetObjectAsync(text.Get(), 0, nullptr, &sink)};
     EXPECT_THAT(results, ::testing::Each(WBEM_E_INVALID_PARAMETER)) << "nobody lives";
@@ -153,16 +154,13 @@ TEST(Provider, AndItsHandlersRefuseMissingArgumentsWithoutTheSink) {
   const ComPtr<IWbemProviderInit> provider = MakeProvider(&wmiNamespace);
   ComPtr<IWbemServices> s;
   provider.As(&s);
-  ExpectUnsupported(s.Get(), {3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 14, 16, 18, 20, 21, 22, 23, 24});
+  ExpectUnsupported(s.Get(), {7, 15, 17, 19, 25});
   results = {configuration.CreateInstanceEnumAsync(nullptr, 0, nullptr, &sink),
              configuration.PutInstanceAsync(nullptr, 0, nullptr, &sink),
              s->CreateInstanceEnumAsync(text.Get(), 0, nullptr, nullptr),
-             s->CreateInstanceEnumAsync(nullptr, 0, nullptr, &sink),
              s->GetObjectAsync(text.Get(), 0, nullptr, nullptr),
-             s->GetObjectAsync(nullptr, 0, nullptr, &sink),
              s->PutInstanceAsync(nullptr, 0, nullptr, nullptr),
              s->DeleteInstanceAsync(text.Get(), 0, nullptr, nullptr),
-             s->DeleteInstanceAsync(nullptr, 0, nullptr, &sink),
              s->ExecMethodAsync(text.Get(), nullptr, 0, nullptr, nullptr, nullptr),
              s->ExecMethodAsync(nullptr, nullptr, 0, nullptr, nullptr, &sink)};
   EXPECT_THAT(results, ::testing::Each(WBEM_E_INVALID_PARAMETER));

@@ -7,21 +7,11 @@
 #include <regex>
 
 #include "lab/labkey.h"
+#include "lab/modulepath.h"
 #include "tests/scenario/events.h"
 #include "tests/scenario/sandbox.h"
 
 namespace scenario {
-namespace {
-
-std::string ProgramFolder() {
-  wchar_t path[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  const std::string text = Utf8(path);
-  return text.substr(0, text.rfind('\\') + 1);
-}
-
-}  // namespace
-
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
     text.replace(at, from.size(), to);
@@ -35,7 +25,7 @@ Aliases::Aliases()
               {"<muxp>", "System\\CurrentControlSet\\Services\\muxp\\Parameters\\Adapters"},
               {"<adapters>", "SYSTEM\\CurrentControlSet\\Services\\muxp\\Parameters\\Adapters"},
               {"<lab>", Utf8(lab::kLabKey)},
-              {"<bin>", ProgramFolder()},
+              {"<bin>", Utf8(lab::ModuleFolder())},
               {"<temp>", Utf8(Sandbox::Folder())}} {}
 
 const std::string& Aliases::NameOf(const std::string& guid) {

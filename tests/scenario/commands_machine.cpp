@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 #include "lab/labkey.h"
@@ -25,14 +24,6 @@ std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error("no such file: " + path);
   return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// "A,B,C"
-std::vector<std::string> Listed(const std::string& text) {
-  std::vector<std::string> parts;
-  std::istringstream stream(text);
-  for (std::string part; std::getline(stream, part, ',');) parts.push_back(part);
-  return parts;
 }
 
 // "KEY:NAME"; the name begins behind the last colon.
@@ -62,15 +53,14 @@ void MakeMachine(Interpreter& stage, Words& words) {
   qvrn::g_hResourceModule = nullptr;
   qvrn::p_bIsOs2008 = false;
   if (words.AtEnd()) return;
-  std::istringstream commands(ReadFile(kScenarios + "/machines/" + words.Take() + ".txt"));
-  for (std::string line; std::getline(commands, line);) {
+  for (const std::string& line : Split(ReadFile(kScenarios + "/machines/" + words.Take() + ".txt"), "\n")) {
     if (line.starts_with("> ")) stage.RunCommand(line.substr(2));
   }
 }
 
 // adapter INDEX[,INDEX...] [COMPONENT-ID] [absent]: instances of the network class; absent ones have no device.
 void AddAdapter(Interpreter& stage, Words& words) {
-  const std::vector<std::string> indexes = Listed(words.Take());
+  const std::vector<std::string> indexes = Split(words.Take(), ",");
   const bool absent = words.Accept("absent");
   const std::string component = absent || words.AtEnd() ? "qvx4\\halvex_eth" : words.Take();
   const bool isPresent = !absent && !words.Accept("absent");
@@ -90,8 +80,8 @@ void AddAdapter(Interpreter& stage, Words& words) {
 // parameter ADAPTER[,ADAPTER...] KEYWORD[,KEYWORD...] NAME=VALUE... [enum VALUE...]: descriptions below Ndi\config;
 // ParamDesc is the keyword unless given, each value of an enumeration its own description, # the keyword's number.
 void AddParameter(Interpreter& stage, Words& words) {
-  const std::vector<std::string> adapters = Listed(words.Take());
-  const std::vector<std::string> keywords = Listed(words.Take());
+  const std::vector<std::string> adapters = Split(words.Take(), ",");
+  const std::vector<std::string> keywords = Split(words.Take(), ",");
   std::map<std::string, std::string> texts;
   std::map<std::string, std::string> values;
   while (!words.AtEnd() && !words.Accept("enum")) {
@@ -244,7 +234,7 @@ void Before(Interpreter& stage, Words& words) {
       part = stage.Expanded(words);
     }
   }
-  BeforeCalls(name, part, skip, 1, [&stage, command = words.TakeRest()] { stage.RunCommand(command); });
+  FailCalls(name, part, 0, skip, 1, [&stage, command = words.TakeRest()] { stage.RunCommand(command); });
 }
 
 // answer NAME=VALUE...: what every object answers when this property is read in the next request.

@@ -13,6 +13,7 @@
 #include <set>
 #include <utility>
 
+#include "platform/comtext.h"
 #include "platform/wmi.h"
 #include "tests/scenario/events.h"
 
@@ -27,31 +28,20 @@ struct StandIn {
   const void* const* table;
   IUnknown* target;
   const Interface* face;
+  std::string label;
   std::atomic<ULONG> references;
 };
 
+const std::string kQuery = "query";
+
 std::mutex g_lock;
 std::set<const StandIn*> g_counted;
-std::map<std::wstring, VARIANT> g_answers;
+std::map<std::wstring, qvrn::Variant> g_answers;
 
 const Interface* FindInterface(REFIID id) {
   const auto& known = KnownInterfaces();
   const auto found = std::find_if(known.begin(), known.end(), [&](const Interface& face) { return *face.id == id; });
   return found == known.end() ? nullptr : &*found;
-}
-
-std::string VariantText(const VARIANT* value) {
-  if (value == nullptr) return "(null)";
-  switch (value->vt) {
-    case VT_BSTR:
-      return Quoted(value->bstrVal);
-    case VT_I4:
-      return std::to_string(value->lVal);
-    case VT_NULL:
-      return "null";
-    default:
-      return "VT " + std::to_string(value->vt);
-  }
 }
 
 std::string ArgumentText(char letter, Word argument) {
@@ -64,12 +54,15 @@ std::string ArgumentText(char letter, Word argument) {
       return static_cast<VARIANT_BOOL>(argument) == VARIANT_FALSE ? "false" : "true";
     case 'x':
       return Hex(static_cast<std::uint32_t>(argument));
+    case 'c':
+      return argument == 0 ? "" : "context";
+    case 'Q':
     case 'g':
       return argument == 0 ? "(null)" : GuidName(*reinterpret_cast<const GUID*>(argument));
     case 't':
       return argument == 0 ? "" : "on behalf " + std::to_string(reinterpret_cast<const OBO_TOKEN*>(argument)->Type);
     case 'v':
-      return VariantText(reinterpret_cast<const VARIANT*>(argument));
+      return argument == 0 ? "(null)" : VariantText(*reinterpret_cast<const VARIANT*>(argument));
     default:
       return {};
   }
@@ -95,7 +88,7 @@ HRESULT CallTarget(const StandIn& object, int slot, const Arguments& a) {
 void WrapResults(const Method& method, const Arguments& arguments) {
   const IID* id = method.out;
   for (std::size_t i = 0; i < method.arguments.size(); ++i) {
-    if (method.arguments[i] == 'q') id = reinterpret_cast<const IID*>(arguments[i]);
+    if (method.arguments[i] == 'q' || method.arguments[i] == 'Q') id = reinterpret_cast<const IID*>(arguments[i]);
     auto* const result = reinterpret_cast<IUnknown**>(arguments[i]);
     if (method.arguments[i] == 'o' && id != nullptr && result != nullptr && *result != nullptr)
       *result = Wrap(*result, *id);
@@ -108,7 +101,7 @@ bool Answer(const std::string& name, const Arguments& arguments) {
   const std::lock_guard guard(g_lock);
   const auto answer = g_answers.find(reinterpret_cast<const wchar_t*>(arguments[0]));
   if (answer == g_answers.end()) return false;
-  return SUCCEEDED(::VariantCopy(reinterpret_cast<VARIANT*>(arguments[2]), &answer->second));
+  return SUCCEEDED(::VariantCopy(reinterpret_cast<VARIANT*>(arguments[2]), answer->second.Get()));
 }
 
 HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
@@ -118,13 +111,14 @@ HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
   const Observation unobserved(false);
   if (method == methods.end()) return CallTarget(object, slot, arguments);
   const std::string name = object.face->name + "::" + method->name;
+  const std::string& kind = slot == 0 ? kQuery : object.face->kind;
   std::string text = CallText(object, *method, arguments);
   const bool isAnswered = observed && Answer(name, arguments);
   if (const auto code = observed ? FailureOf(name, text) : std::nullopt) {
     for (std::size_t i = 0; i < method->arguments.size(); ++i) {
       if (method->arguments[i] == 'o' && arguments[i] != 0) *reinterpret_cast<void**>(arguments[i]) = nullptr;
     }
-    Note(object.face->kind, name, text + " fails");
+    Note(kind, name, text + " fails");
     return static_cast<HRESULT>(*code);
   }
   for (std::size_t i = 0; i < method->arguments.size(); ++i) {
@@ -134,34 +128,21 @@ HRESULT Forward(StandIn& object, int slot, Arguments arguments) {
   const HRESULT hr = isAnswered ? S_OK : CallTarget(object, slot, arguments);
   if (SUCCEEDED(hr) && observed) WrapResults(*method, arguments);
   if (hr != S_OK) text += " = " + Hex(static_cast<std::uint32_t>(hr));
-  if (observed) Note(object.face->kind, name, std::move(text));
+  if (observed) Note(kind, name, std::move(text));
   return hr;
 }
 
 // --- The virtual table of all stand-ins ----------------------------------------------------------------------------
 
-HRESULT STDMETHODCALLTYPE QueryStandIn(StandIn* self, REFIID id, void** object) {
-  const bool observed = IsObserved();
-  const Observation unobserved(false);
-  if (observed) {
-    const std::string name = self->face->name + "::QueryInterface";
-    const std::string text = name + "(" + GuidName(id) + ")";
-    const auto code = FailureOf(name, text);
-    Note("query", name, text + (code ? " fails" : ""));
-    if (code) {
-      *object = nullptr;
-      return static_cast<HRESULT>(*code);
-    }
-  }
-  const HRESULT hr = self->target->QueryInterface(id, object);
-  if (SUCCEEDED(hr) && observed) *object = Wrap(static_cast<IUnknown*>(*object), id);
-  return hr;
+ULONG Counted(const StandIn& self, ULONG references) {
+  if (!self.label.empty()) Note("references", "", self.label + " " + std::to_string(references));
+  return references;
 }
 
-ULONG STDMETHODCALLTYPE AddReference(StandIn* self) { return ++self->references; }
+ULONG STDMETHODCALLTYPE AddReference(StandIn* self) { return Counted(*self, ++self->references); }
 
 ULONG STDMETHODCALLTYPE ReleaseReference(StandIn* self) {
-  const ULONG references = --self->references;
+  const ULONG references = Counted(*self, --self->references);
   if (references != 0) return references;
   const Observation unobserved(false);
   {
@@ -182,7 +163,7 @@ HRESULT STDMETHODCALLTYPE CallStandIn(StandIn* self, Word a, Word b, Word c, Wor
 template <int... Slots>
 const void* const* MakeTable(std::integer_sequence<int, Slots...>) {
   static const void* const table[] = {
-      reinterpret_cast<const void*>(&QueryStandIn), reinterpret_cast<const void*>(&AddReference),
+      reinterpret_cast<const void*>(&CallStandIn<0>), reinterpret_cast<const void*>(&AddReference),
       reinterpret_cast<const void*>(&ReleaseReference), reinterpret_cast<const void*>(&CallStandIn<Slots + 3>)...};
   return table;
 }
@@ -191,11 +172,17 @@ const void* const* Table() { return MakeTable(std::make_integer_sequence<int, 96
 
 }  // namespace
 
-IUnknown* Wrap(IUnknown* target, REFIID id) {
+std::string VariantText(const VARIANT& value) {
+  if (value.vt == VT_NULL) return "null";
+  if (value.vt == VT_BSTR) return Quoted(value.bstrVal);
+  return value.vt == VT_I4 ? std::to_string(value.lVal) : "VT " + std::to_string(value.vt);
+}
+
+IUnknown* Wrap(IUnknown* target, REFIID id, const std::string& label) {
   const Interface* face = FindInterface(id);
   if (face == nullptr || target == nullptr) return target;
   const Observation unobserved(false);
-  auto* const object = new StandIn{Table(), target, face, {1}};
+  auto* const object = new StandIn{Table(), target, face, label, {1}};
   const std::lock_guard guard(g_lock);
   g_counted.insert(object);
   return reinterpret_cast<IUnknown*>(object);
@@ -208,14 +195,11 @@ IUnknown* Unwrap(IUnknown* object) {
 
 void AnswerProperty(const std::wstring& name, const VARIANT& value) {
   const std::lock_guard guard(g_lock);
-  VARIANT& answer = g_answers[name];
-  ::VariantInit(&answer);
-  ::VariantCopy(&answer, const_cast<VARIANT*>(&value));
+  ::VariantCopy(g_answers[name].Put(), const_cast<VARIANT*>(&value));
 }
 
 void ForgetAnswers() {
   const std::lock_guard guard(g_lock);
-  for (auto& [name, value] : g_answers) ::VariantClear(&value);
   g_answers.clear();
 }
 

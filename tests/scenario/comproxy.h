@@ -16,8 +16,8 @@ struct Method {
   int slot;  ///< in the virtual table
   std::string name;
   /// One letter per argument: s text, n number, x number in hexadecimal, b VARIANT_BOOL, g address of a GUID, t address
-  /// of an OBO_TOKEN (nothing for none), v address of a VARIANT or VARIANT by value, i an interface that goes in, o an
-  /// interface that comes out, q the identifier of the o behind it, - not told.
+  /// of an OBO_TOKEN (nothing for none), c a context (nothing for none), v address of a VARIANT or VARIANT by value, i an interface that goes in, o an
+  /// interface that comes out, q the identifier of the o behind it, Q the same told, - not told.
   std::string arguments;
   const IID* out = nullptr;  ///< of `o`, without a `q`
 };
@@ -33,8 +33,8 @@ struct Interface {
 const std::vector<Interface>& KnownInterfaces();
 
 /// A stand-in with one reference, which takes over the caller's reference to `target`; the target itself when the
-/// interface has none.
-IUnknown* Wrap(IUnknown* target, REFIID id);
+/// interface has none. References on one with a label are events.
+IUnknown* Wrap(IUnknown* target, REFIID id, const std::string& label = "");
 /// The object behind a stand-in, without a reference of its own; anything else is given back.
 IUnknown* Unwrap(IUnknown* object);
 
@@ -47,6 +47,9 @@ void ForgetAnswers();
 std::string LiveStandIns();
 /// Counts from here: stand-ins that are alive now are not told any more.
 void ForgetStandIns();
+
+/// "TEXT", a number, null; the type of others.
+std::string VariantText(const VARIANT& value);
 
 /// A class identifier, interface or device class by its usual name; others in braces.
 std::string GuidName(REFGUID guid);

@@ -49,14 +49,10 @@ bool IsObserved() noexcept { return t_observed; }
 Observation::Observation(bool observed) noexcept : m_before(std::exchange(t_observed, observed)) {}
 Observation::~Observation() { t_observed = m_before; }
 
-void FailCalls(std::string name, std::string part, std::uint32_t code, int skip, int times) {
+void FailCalls(std::string name, std::string part, std::uint32_t code, int skip, int times,
+               std::function<void()> action) {
   const std::lock_guard guard(g_lock);
-  g_failures.push_back({std::move(name), std::move(part), code, skip, times, nullptr, false});
-}
-
-void BeforeCalls(std::string name, std::string part, int skip, int times, std::function<void()> action) {
-  const std::lock_guard guard(g_lock);
-  g_failures.push_back({std::move(name), std::move(part), 0, skip, times, std::move(action), false});
+  g_failures.push_back({std::move(name), std::move(part), code, skip, times, std::move(action), false});
 }
 
 void FailCallNumber(int number) {

@@ -41,10 +41,10 @@ class Observation {
 };
 
 /// Lets calls fail: those whose function is `name` and whose noted text contains `part`, after the first `skip`, `times`
-/// of them, with `code` (Win32 code, HRESULT; what it means depends on the function). Until ForgetFailures.
-void FailCalls(std::string name, std::string part, std::uint32_t code, int skip, int times);
-/// Does something, unobserved, before calls that are chosen like those that fail: what others do at the wrong moment.
-void BeforeCalls(std::string name, std::string part, int skip, int times, std::function<void()> action);
+/// of them, with `code` (Win32 code, HRESULT; what it means depends on the function). With an action they do not fail;
+/// it is done, unobserved, before them: what others do at the wrong moment. Until ForgetFailures.
+void FailCalls(std::string name, std::string part, std::uint32_t code, int skip, int times,
+               std::function<void()> action = nullptr);
 /// The `number`th observed call from now on fails, whatever it is, the way its function fails; 0: none.
 void FailCallNumber(int number);
 /// The function of the call that failed by its number; empty when none has.

@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 #include "lab/netcfg/netcfg.h"
+#include "lab/wmi/wbemhost.h"
 #include "mux/notifyob/cmuxteamminiport.h"
 #include "mux/notifyob/notifysupport.h"
 #include "platform/comtext.h"
@@ -28,6 +29,7 @@ namespace scenario {
 namespace {
 
 using Arguments = std::vector<std::wstring>;
+using Microsoft::WRL::ComPtr;
 
 unsigned long Number(const std::wstring& word) { return std::stoul(word, nullptr, 0); }
 
@@ -98,7 +100,6 @@ std::string ResourceString(const Arguments& words) {
 
 // A component's value: the result, the size, and the first five bytes of the buffer.
 std::string ComponentValue(const Arguments& words) {
-  using Microsoft::WRL::ComPtr;
   ComPtr<INetCfg> netCfg;
   ComPtr<INetCfgComponent> component;
   lab::NetCfgClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&netCfg));
@@ -114,7 +115,6 @@ std::string ComponentValue(const Arguments& words) {
 
 // A team by GUID or "none", name and type; then what is done with it, each step with its result.
 std::string Team(const Arguments& words) {
-  using Microsoft::WRL::ComPtr;
   const auto guid = [&words](std::size_t at) {
     GUID read = {};
     ::CLSIDFromString(words.at(at).c_str(), &read);
@@ -156,6 +156,32 @@ std::string Team(const Arguments& words) {
   return told;
 }
 
+// A query of the lab's namespace: a property of each object that comes, then the code of the Next that brings none, or
+// of the query.
+std::string Query(const Arguments& words) {
+  const Observation unobserved(false);
+  ComPtr<IEnumWbemClassObject> found;
+  ULONG returned = 1;
+  std::string told;
+  HRESULT hr =
+      lab::Namespace()->ExecQuery(qvrn::Bstr(L"WQL").Get(), qvrn::Bstr(words.at(1).c_str()).Get(), 0, nullptr, &found);
+  while (SUCCEEDED(hr) && returned == 1) {
+    ComPtr<IWbemClassObject> object;
+    hr = found->Next(static_cast<LONG>(WBEM_INFINITE), 1, &object, &returned);
+    qvrn::Variant value;
+    if (object == nullptr) continue;
+    const HRESULT known = object->Get(words.at(0).c_str(), 0, value.Put(), nullptr, nullptr);
+    told += (SUCCEEDED(known) ? VariantText(*value.Get()) : "no property") + " ";
+  }
+  return told + Code(hr);
+}
+
+std::string GetObject(const Arguments& words) {
+  const Observation unobserved(false);
+  ComPtr<IWbemClassObject> object;
+  return Code(lab::Namespace()->GetObject(qvrn::Bstr(words.at(0).c_str()).Get(), 0, nullptr, &object, nullptr));
+}
+
 using Function = std::string (*)(const Arguments& words);
 
 const std::map<std::string, Function>& Functions() {
@@ -178,6 +204,8 @@ const std::map<std::string, Function>& Functions() {
          qvrn::FormatObjectPath(buffer.Get(), buffer.Chars(), L"Win32_NetworkAdapter", L"DeviceID", w.at(0).c_str());
          return buffer.Text().substr(1);
        }},
+      {"Query", Query},
+      {"GetObject", GetObject},
       {"DllRegisterServer", [](const Arguments&) { return Code(::DllRegisterServer()); }},
       {"DllUnregisterServer", [](const Arguments&) { return Code(::DllUnregisterServer()); }},
       {"CheckAdapterIndex", [](const Arguments& w) { return Code(qvrn::CheckAdapterIndex(Number(w.at(0)))); }},

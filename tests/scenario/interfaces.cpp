@@ -25,8 +25,8 @@ constexpr GUID kNet = {0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B
 // KIND INTERFACE: SLOT METHOD(ARGUMENTS)OUT ..., with the slot in the virtual table and the interface that comes out.
 constexpr char kTold[] = R"(
 wmi IWbemLocator: 3 ConnectServer(sss----o)IWbemServices
-wmi IWbemServices: 6 GetObject(sx-o-)IWbemClassObject 14 PutInstance(ix--) 16 DeleteInstance(sx--)
-    18 CreateInstanceEnum(sx-o)IEnumWbemClassObject 20 ExecQuery(ssx-o)IEnumWbemClassObject
+wmi IWbemServices: 6 GetObject(sxco-)IWbemClassObject 14 PutInstance(ix--) 16 DeleteInstance(sx--)
+    18 CreateInstanceEnum(sx-o)IEnumWbemClassObject 20 ExecQuery(ssxco)IEnumWbemClassObject
     24 ExecMethod(ssx-io-)IWbemClassObject
 wmi IEnumWbemClassObject: 4 Next(nno-)IWbemClassObject
 object IWbemClassObject: 4 Get(sx---) 5 Put(sxvn) 8 BeginEnumeration(x) 9 Next(x----) 11 GetPropertyQualifierSet(s-)
@@ -82,7 +82,7 @@ std::vector<Interface> ReadTable() {
   for (std::sregex_iterator at(text.begin(), text.end(), part), end; at != end; ++at) {
     const std::smatch& match = *at;
     if (match[1].matched) {
-      known.push_back({InterfaceNamed(match[2]), match[2], match[1], {}});
+      known.push_back({InterfaceNamed(match[2]), match[2], match[1], {{0, "QueryInterface", "Qo"}}});
     } else {
       known.back().methods.push_back({std::stoi(match[3]), match[4], match[5], InterfaceNamed(match[6])});
     }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 
 #include "mux/notifyob/notifytrace.h"
@@ -20,19 +19,13 @@ const std::set<std::string> kAlwaysShown = {"indicate", "result", "init",   "ass
 
 const std::string kEach = "> each ";
 constexpr char kArrow[] = " => ";
+constexpr char kOr[] = " or ";
 
 void NoteAssertion(const char* expression, const char* file, unsigned line) {
   const Observation unobserved(false);
   // People look for this one by its line; others move.
   const std::string place = std::string(file) == "cvlanmanager" ? " " + std::to_string(line) : "";
   Note("assertion", "", "assertion \"" + std::string(expression) + "\" " + file + place);
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
 }
 
 // The key parts of a VLAN are the same for all.
@@ -112,14 +105,19 @@ std::vector<PropertyValue> Interpreter::TakeProperties(Words& words) const {
 std::string Interpreter::Replay(const std::string& text) {
   std::string replayed;
   std::string each;
-  const std::vector<std::string> lines = Lines(text);
+  const std::vector<std::string> lines = Split(text, "\n");
   for (std::size_t at = 0; at < lines.size();) {
     const std::string& line = lines[at++];
     if (IsRow(line)) {
-      const std::string row = line.substr(0, line.find(kArrow));
-      const std::string words = row.substr(3);
-      const std::string seen = Joined(Tell(each.empty() ? words : Replaced(each, "{}", words)));
-      replayed += row + (seen.empty() ? "" : kArrow + seen) + "\n";
+      std::string last;
+      for (const std::string& words : Split(line.substr(3, line.find(kArrow) - 3), kOr)) {
+        const std::string seen = Joined(Tell(each.empty() ? words : Replaced(each, "{}", words)));
+        const std::string end = (seen.empty() ? "" : kArrow + seen) + "\n";
+        // What the command before it has seen as well stands there once.
+        if (end == last) replayed.erase(replayed.size() - end.size());
+        replayed += (end == last ? kOr : ">> ") + words + end;
+        last = end;
+      }
       continue;
     }
     // What stands below no command is not seen.
@@ -143,14 +141,14 @@ std::vector<std::string> Interpreter::Tell(const std::string& line) {
 
 // What a line does, one after the other: "; " and the name of a command stand between commands.
 std::vector<std::string> Interpreter::CommandsOf(const std::string& line) {
-  std::vector<std::string> commands = {line};
-  for (std::size_t at = 0; (at = commands.back().find("; ", at)) != std::string::npos; ++at) {
-    const std::string next = commands.back().substr(at + 2);
-    const std::string name = next.substr(0, next.find(' '));
-    if (name != "sweep" && !ArrangingCommands().contains(name) && !ActingCommands().contains(name)) continue;
-    commands.back().erase(at);
-    commands.push_back(next);
-    at = static_cast<std::size_t>(-1);
+  std::vector<std::string> commands;
+  for (const std::string& part : Split(line, "; ")) {
+    const std::string name = part.substr(0, part.find(' '));
+    if (commands.empty() || name == "sweep" || ArrangingCommands().contains(name) || ActingCommands().contains(name)) {
+      commands.push_back(part);
+    } else {
+      commands.back() += "; " + part;
+    }
   }
   return commands;
 }

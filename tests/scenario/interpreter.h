@@ -5,7 +5,7 @@
 //   > enumerate QvrnEN_VLAN
 //   result 0x80041002, sink 0x80041002 0x80041002
 //
-// or, on one line, >> COMMAND => what is seen | and so on. tests/scenarios/README.md lists the commands.
+// or, on one line, >> COMMAND or COMMAND => what is seen | and so on. tests/scenarios/README.md lists the commands.
 #pragma once
 
 #include <map>

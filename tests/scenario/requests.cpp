@@ -10,7 +10,6 @@
 #include "tests/scenario/comproxy.h"
 #include "tests/scenario/events.h"
 #include "tests/scenario/platformcalls.h"
-#include "tools/wmi/qvrnwmiprovider/classhandler.h"
 #include "tools/wmi/qvrnwmiprovider/selfregistration.h"
 
 namespace scenario {
@@ -59,12 +58,7 @@ std::string Properties(IWbemClassObject* object) {
     Variant value;
     if (object->Next(0, name.Put(), value.Put(), nullptr, nullptr) != WBEM_S_NO_ERROR) break;
     if (value.Get()->vt == VT_NULL) continue;
-    text += " " + Utf8(name.Get()) + "=";
-    if (value.IsText()) {
-      text += Quoted(value.Text());
-    } else {
-      text += value.IsInteger() ? std::to_string(value.Integer()) : "VT " + std::to_string(value.Get()->vt);
-    }
+    text += " " + Utf8(name.Get()) + "=" + VariantText(*value.Get());
   }
   object->EndEnumeration();
   return text;
@@ -104,68 +98,11 @@ class InitSink final : public Borrowed<IWbemProviderInitSink> {
   }
 };
 
-/// The lab's namespace as one provider object gets it. It is never freed, so that a call after the last reference has
-/// gone is seen instead of crashing.
-class Namespace final : public qvrn::UnsupportedServices {
- public:
-  explicit Namespace(int number) : m_name("namespace " + std::to_string(number)) {}
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) noexcept override {
-    *object = nullptr;
-    if (id != IID_IUnknown && id != IID_IWbemServices) return E_NOINTERFACE;
-    *object = static_cast<IWbemServices*>(this);
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept override {
-    Note("references", "", m_name + " " + std::to_string(++m_references));
-    return m_references;
-  }
-  ULONG STDMETHODCALLTYPE Release() noexcept override {
-    Note("references", "", m_name + " " + std::to_string(--m_references));
-    return m_references;
-  }
-  HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG flags, IWbemContext* context, IWbemClassObject** object,
-                                      IWbemCallResult** result) noexcept override {
-    const std::string text = Quoted(path) + ", " + Hex(static_cast<std::uint32_t>(flags));
-    return Call("GetObject", text, context, IID_IWbemClassObject, object,
-                [&] { return lab::Namespace()->GetObject(path, flags, nullptr, object, result); });
-  }
-  HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
-                                      IEnumWbemClassObject** objects) noexcept override {
-    const std::string text = Quoted(language) + ", " + Quoted(query) + ", " + Hex(static_cast<std::uint32_t>(flags));
-    return Call("ExecQuery", text, context, IID_IEnumWbemClassObject, objects,
-                [&] { return lab::Namespace()->ExecQuery(language, query, flags, nullptr, objects); });
-  }
-
- private:
-  template <typename Interface, typename Real>
-  HRESULT Call(const char* method, const std::string& arguments, IWbemContext* context, REFIID id, Interface** object,
-               const Real& real) {
-    const Observation unobserved(false);
-    const std::string name = std::string("IWbemServices::") + method;
-    const std::string text = name + "(" + arguments + (context == nullptr ? ")" : ", context)");
-    if (m_references == 0) Note("error", "", m_name + " is called although it has gone");
-    if (const auto code = FailureOf(name, text)) {
-      Note("wmi", name, text + " fails");
-      return static_cast<HRESULT>(*code);
-    }
-    Note("wmi", name, text + (m_name == "namespace 0" ? "" : " on " + m_name));
-    const HRESULT hr = real();
-    if (SUCCEEDED(hr)) *object = reinterpret_cast<Interface*>(Wrap(*object, id));
-    return hr;
-  }
-
-  std::string m_name;
-  std::atomic<ULONG> m_references{0};
-};
-
-/// A namespace for each provider object; the first is that of the process for as long as it lives.
-Namespace& NamespaceOf(int number) {
-  static std::vector<Namespace*>& namespaces = *new std::vector<Namespace*>;
-  while (static_cast<int>(namespaces.size()) <= number)
-    namespaces.push_back(new Namespace(static_cast<int>(namespaces.size())));
-  return *namespaces[static_cast<std::size_t>(number)];
+template <typename Interface>
+ComPtr<Interface> Observed(ComPtr<Interface> object, const std::string& label = "") {
+  ComPtr<Interface> observed;
+  *observed.GetAddressOf() = reinterpret_cast<Interface*>(Wrap(object.Detach(), __uuidof(Interface), label));
+  return observed;
 }
 
 // The object with these values, under observation. What the schema refuses comes from a client with a schema of its own.
@@ -175,9 +112,7 @@ ComPtr<IWbemClassObject> Filled(ComPtr<IWbemClassObject> object, const std::vect
     property.Set(*value.Get());
     if (FAILED(object->Put(property.name.c_str(), 0, value.Get(), 0))) AnswerProperty(property.name, *value.Get());
   }
-  ComPtr<IWbemClassObject> observed;
-  *observed.GetAddressOf() = reinterpret_cast<IWbemClassObject*>(Wrap(object.Detach(), IID_IWbemClassObject));
-  return observed;
+  return Observed(std::move(object));
 }
 
 // A class definition, or an instance.
@@ -223,9 +158,9 @@ void Service::Create(int number, bool withNamespace) {
     Check(factory->CreateInstance(nullptr, IID_PPV_ARGS(&provider)), "CreateInstance");
     InitSink sink;
     wchar_t name[] = L"root\\cimv2";
-    const HRESULT hr =
-        provider->Initialize(nullptr, 0, name, nullptr, withNamespace ? &NamespaceOf(number) : nullptr, nullptr, &sink);
-    Check(hr, "Initialize");
+    const auto wmi =
+        Observed<IWbemServices>(withNamespace ? lab::Namespace() : nullptr, "namespace " + std::to_string(number));
+    Check(provider->Initialize(nullptr, 0, name, nullptr, wmi.Get(), nullptr, &sink), "Initialize");
     if (static_cast<int>(m_services.size()) <= number) m_services.resize(static_cast<std::size_t>(number) + 1);
     Check(provider.As(&m_services[static_cast<std::size_t>(number)]), "IWbemServices");
   });

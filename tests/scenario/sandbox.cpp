@@ -6,6 +6,7 @@
 #include <set>
 
 #include "lab/labkey.h"
+#include "lab/modulepath.h"
 #include "tests/scenario/events.h"
 
 namespace scenario {
@@ -40,32 +41,20 @@ void Collect(HKEY key, const std::wstring& path, const std::set<std::wstring>& s
   }
 }
 
-std::wstring Characters(const StoredValue& value) {
-  std::wstring text(value.data.size() / sizeof(wchar_t), L'\0');
-  std::memcpy(text.data(), value.data.data(), text.size() * sizeof(wchar_t));
-  return text;
-}
-
-std::string TextOf(const StoredValue& value) {
-  const std::wstring all = Characters(value);
-  const std::size_t end = all.find(L'\0');
-  if (end == std::wstring::npos) return Quoted(all.c_str()) + " unterminated";
-  const bool isEmpty = all.find_first_not_of(L'\0', end) == std::wstring::npos;
-  return Quoted(all.c_str()) + (isEmpty ? "" : " then more");
-}
-
-std::string EntriesOf(const StoredValue& value) {
-  std::wstring rest = Characters(value);
-  std::string text;
-  while (!rest.empty() && rest.front() != L'\0') {
+// The text of a value, or all of a list; behind it what a proper one would not have.
+std::string TextsOf(const StoredValue& value) {
+  const bool isList = value.type == REG_MULTI_SZ;
+  std::wstring rest(value.data.size() / sizeof(wchar_t), L'\0');
+  std::memcpy(rest.data(), value.data.data(), rest.size() * sizeof(wchar_t));
+  std::string texts;
+  while (isList ? !rest.empty() && rest.front() != L'\0' : texts.empty()) {
     const std::size_t end = rest.find(L'\0');
-    if (end == std::wstring::npos) return text + " " + Quoted(rest.c_str()) + " unterminated";
-    text += " " + Quoted(rest.c_str());
+    texts += " " + Quoted(rest.substr(0, end).c_str());
+    if (end == std::wstring::npos) return texts + " unterminated";
     rest.erase(0, end + 1);
   }
-  if (rest.empty()) return text + " unterminated";
-  const bool isEmpty = rest.find_first_not_of(L'\0') == std::wstring::npos;
-  return text + (isEmpty ? "" : " then more");
+  if (isList && rest.empty()) return texts + " unterminated";
+  return texts + (rest.find_first_not_of(L'\0') == std::wstring::npos ? "" : " then more");
 }
 
 std::string BytesOf(const StoredValue& value) {
@@ -85,10 +74,7 @@ Sandbox::Sandbox() {
   Write(lab::kLabKey, L"Machine", TextValue(L"scenario-" + name));
   Write(lab::kLabKey, L"Journal", TextValue(L""));
   Write(lab::kLabKey, L"LockWait", {REG_DWORD, std::vector<BYTE>(sizeof(DWORD))});
-  wchar_t program[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
-  const std::wstring path = program;
-  Write(kClassKey, L"Installer32", TextValue(path.substr(0, path.rfind(L'\\')) + L"\\qvrnlab.dll,LabClassInstaller"));
+  Write(kClassKey, L"Installer32", TextValue(lab::ModuleFolder() + L"qvrnlab.dll,LabClassInstaller"));
   std::error_code ignored;
   std::filesystem::remove_all(Folder(), ignored);
   std::filesystem::create_directories(Folder());
@@ -135,11 +121,8 @@ Snapshot TakeSnapshot(HKEY root) {
 }
 
 const std::wstring& Sandbox::Folder() {
-  static const std::wstring folder = [] {
-    wchar_t path[MAX_PATH] = {};
-    ::GetTempPathW(MAX_PATH, path);
-    return path + (L"qvrn-scenario-" + std::to_wstring(::GetCurrentProcessId())) + L"\\";
-  }();
+  static const std::wstring folder = (std::filesystem::temp_directory_path() / L"qvrn-scenario-").wstring() +
+                                     std::to_wstring(::GetCurrentProcessId()) + L"\\";
   return folder;
 }
 
@@ -158,8 +141,8 @@ StoredValue MultiStringValue(const std::vector<std::wstring>& texts) {
 
 std::string ValueText(const StoredValue& value) {
   const std::string bytes = std::to_string(value.data.size());
-  if (value.type == REG_SZ) return "REG_SZ " + bytes + " " + TextOf(value);
-  if (value.type == REG_MULTI_SZ) return "REG_MULTI_SZ " + bytes + EntriesOf(value);
+  if (value.type == REG_SZ) return "REG_SZ " + bytes + TextsOf(value);
+  if (value.type == REG_MULTI_SZ) return "REG_MULTI_SZ " + bytes + TextsOf(value);
   if (value.type == REG_NONE) return "";
   return "type " + std::to_string(value.type) + ": " + BytesOf(value);
 }

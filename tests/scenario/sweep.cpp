@@ -1,7 +1,6 @@
 // sweep: a request once for each call that it makes, each time on a machine made anew, with that call failing.
 #include <algorithm>
 #include <iterator>
-#include <sstream>
 
 #include "tests/scenario/events.h"
 #include "tests/scenario/interpreter.h"
@@ -12,13 +11,13 @@ namespace {
 // Told at the end of a row, where they differ from those of the undisturbed request.
 const std::set<std::string> kOutcomes = {"result", "kept", "error", "registry"};
 
-struct Split {
+struct Story {
   std::vector<Event> course;
   std::vector<Event> outcome;
 };
 
-Split SplitOutcome(const std::vector<Event>& events, std::size_t from) {
-  Split split;
+Story SplitOutcome(const std::vector<Event>& events, std::size_t from) {
+  Story split;
   for (std::size_t i = from; i < events.size(); ++i)
     (kOutcomes.contains(events[i].kind) ? split.outcome : split.course).push_back(events[i]);
   return split;
@@ -44,13 +43,16 @@ std::vector<Event> Interpreter::RunAnew(const std::string& command, const std::s
 
 std::string Interpreter::Consequence(const std::vector<Event>& whole, const std::vector<Event>& failed,
                                      std::size_t from) const {
-  const Split usual = SplitOutcome(whole, from);
-  const Split seen = SplitOutcome(failed, from);
+  const Story usual = SplitOutcome(whole, from);
+  const Story seen = SplitOutcome(failed, from);
   const auto rejoin =
       std::mismatch(seen.course.rbegin(), seen.course.rend(), usual.course.rbegin(), usual.course.rend(), SameText)
           .first.base();
-  std::string text;
-  for (auto event = seen.course.begin(); event != rejoin; ++event) text += " | " + Line(*event);
+  // Where nothing is new, what is left out shows by what is seen.
+  auto parting = std::mismatch(seen.course.begin(), rejoin, usual.course.begin(), usual.course.end(), SameText).first;
+  if (parting == rejoin) parting = seen.course.begin();
+  std::string text = parting == seen.course.begin() ? "" : " | ...";
+  for (auto event = parting; event != rejoin; ++event) text += (text == " | ..." ? " " : " | ") + Line(*event);
   const bool goesOn =
       rejoin == seen.course.begin() && seen.course.size() == usual.course.size() &&
       std::equal(seen.outcome.begin(), seen.outcome.end(), usual.outcome.begin(), usual.outcome.end(), SameText);
@@ -67,12 +69,11 @@ std::string Interpreter::Consequence(const std::vector<Event>& whole, const std:
   return text;
 }
 
-// sweep KIND[,KIND...] CODE COMMAND: a row for each call of these kinds: what is seen from its failure to the point
-// where everything goes on as without it, and the outcome. Neighbours with the same consequence share a row.
+// sweep KIND[,KIND...] CODE COMMAND: a row for each call of these kinds: what is seen between the points where all is as
+// without its failure, and the outcome. Neighbours with the same consequence share a row.
 void Interpreter::Sweep(Words& words) {
-  std::set<std::string> kinds;
-  std::istringstream list(words.Take());
-  for (std::string kind; std::getline(list, kind, ',');) kinds.insert(kind);
+  const std::vector<std::string> list = Split(words.Take(), ",");
+  const std::set<std::string> kinds(list.begin(), list.end());
   const auto code = static_cast<std::uint32_t>(words.TakeNumber());
   const std::string command = words.TakeRest();
   const std::vector<Event> whole = RunAnew(command, kinds, nullptr, 0, 0);

@@ -5,6 +5,13 @@
 
 namespace scenario {
 
+std::vector<std::string> Split(const std::string& text, const std::string& separator) {
+  std::vector<std::string> parts;
+  for (std::size_t at = 0; at < text.size(); at += parts.back().size() + separator.size())
+    parts.push_back(text.substr(at, text.find(separator, at) - at));
+  return parts;
+}
+
 bool Words::AtEnd() {
   m_rest.erase(0, m_rest.find_first_not_of(' '));
   return m_rest.empty();

@@ -7,6 +7,9 @@
 
 namespace scenario {
 
+/// What stands between separators; a separator at the end has nothing behind it.
+std::vector<std::string> Split(const std::string& text, const std::string& separator);
+
 /// Takes a line apart. Quotes hold blanks together; inside them \" is a quote, \n a line end, \0 a zero, other
 /// backslashes are themselves.
 class Words {

@@ -18,7 +18,6 @@ class FunctionTest : public ::testing::Test {
   /// Runs a line of commands (tests/scenarios/README.md) and gives what is seen, a line each.
   std::string Tell(const std::string& line) { return m_interpreter.Replay("> " + line + "\n").substr(line.size() + 3); }
 
- private:
   scenario::Interpreter m_interpreter;
 };
 
