@@ -165,6 +165,11 @@ bool KeepsLock() {
 // anew.
 void FailCalls(const Kind& kind, int first, int last, Clock::time_point end) {
   Interpreter interpreter;
+  // What a process opens once is open before handles are counted.
+  PrepareKind(interpreter, kind);
+  Seen(interpreter, kind.commands);
+  CheckMachine(interpreter);
+  CheckCreation(interpreter);
   PrepareKind(interpreter, kind);
   const DWORD handles = OpenHandles();
   DWORD locks = 0;
