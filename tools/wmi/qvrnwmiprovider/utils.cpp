@@ -51,7 +51,7 @@ HRESULT FindByGuid(IEnumNetCfgComponent* components, const GUID& wanted, ComPtr<
 HRESULT ReadDeviceNodeId(INetCfg* netCfg, const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   ComPtr<IEnumNetCfgComponent> components;
   HRESULT hr = netCfg->EnumComponents(&GUID_DEVCLASS_NET, &components);
-  if (components == nullptr) return hr;
+  if (components == nullptr) return FAILED(hr) ? hr : S_FALSE;
   ComPtr<INetCfgComponent> component;
   hr = FindByGuid(components.Get(), instanceGuid, component);
   if (hr != S_OK) return hr;
