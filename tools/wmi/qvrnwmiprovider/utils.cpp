@@ -127,7 +127,7 @@ bool IsAdapterPresent(const wchar_t* instanceId) noexcept {
 
 HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   if (size != 0) buffer[0] = L'\0';
-  HRESULT read = S_OK;
+  HRESULT read = S_FALSE;
   const HRESULT created = WithNetCfg(
       nullptr, [&](INetCfg* netCfg) { read = ReadDeviceNodeId(netCfg, instanceGuid, buffer, size); }, [](HRESULT) {});
   return FAILED(created) ? created : read;
