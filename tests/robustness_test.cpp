@@ -85,7 +85,9 @@ class ConcurrentChanges : public tests::FunctionTest {
   using Request = scenario::Service::Request;
 
   void SetUp() override {
-    Tell("machine adapters; vlan 7 10 Office; vlan 7 20 Voice; file <temp>v.xml <x></x>");
+    Tell(
+        "machine adapters; vlan 7 10 Office; vlan 7 20 Voice; "
+        "method QvrnEN_VLAN SaveVlanConfiguration sFileName=\"<temp>v.xml\"");
     m_service.Create(0);
     qvrn::RegistryKey key;
     std::size_t chars = 0;
@@ -125,8 +127,8 @@ class ConcurrentChanges : public tests::FunctionTest {
     };
   }
 
-  /// Runs both at once. Each comes to where it begins to read the VLANs before it goes on, unless the other one cannot
-  /// come; whether they have met there.
+  /// Runs both at once. The one that first begins to read the VLANs waits for the other, unless that cannot come; whether
+  /// they have met there.
   bool Meet(const Request& one, const Request& other) {
     std::mutex lock;
     std::condition_variable arrived;
@@ -134,10 +136,9 @@ class ConcurrentChanges : public tests::FunctionTest {
     bool met = false;
     scenario::BeforeCalls("RegQueryValueExW", "InstalledPath", 0, 2, [&] {
       std::unique_lock<std::mutex> guard(lock);
-      met = ++readers == 2;
+      ++readers;
       arrived.notify_all();
-      arrived.wait_for(guard, std::chrono::milliseconds(500), [&] { return met; });
-      --readers;
+      if (readers == 1) met = arrived.wait_for(guard, std::chrono::seconds(1), [&] { return readers == 2; });
     });
     std::thread first([&] { m_service.Run(one); });
     std::thread second([&] { m_service.Run(other); });
