@@ -6,9 +6,10 @@
 namespace attack {
 namespace {
 
+// None is the GUID of an adapter: of what claims one, nobody could say whether its VLANs must be removable.
 const char* const kTexts[] = {
     "",         " ",      "0",      "-1",     "4095",  "4096",           "99999999999999999999",
-    "7",        "12",     "{A}",    "{7}",    "\\\"",  "\\\"\\\"",       ".",
+    "7",        "12",     "{A}",    "{9}",    "\\\"",  "\\\"\\\"",       ".",
     "..",       ":",      "::",     "=",      "==",    "\\\\Device\\\\", "\xF0\x9F\x98\x80",
     "\xC3\xA9", "%s%s%n", "Office", "<vlan>", "&amp;", "{B}{A}"};
 const char* const kClasses[] = {"QvrnEN_VLAN", "QvrnEN_NetworkAdapterConfiguration", "QvrnEN_NetworkAdapterSetting",
@@ -36,6 +37,7 @@ const char* const kValues[] = {"<class>\\0007:NetCfgInstanceId",
                                "<class>\\0007\\Ndi\\config\\Rings:ParamDesc"};
 const char* const kKeys[] = {"<class>\\0000", "<class>\\0008", "<adapters>\\{7}",
                              "<class>\\0007\\Ndi\\config\\*FlowControl\\Enum", "<transports>\\0001"};
+const char* const kKeyTexts[] = {"{A}", "{B}", "{C}", "{D}", "{E}", "{7}"};
 const char* const kMethods[] = {"SaveVlanConfiguration", "RestoreVlanConfiguration", "savevlanconfiguration",
                                 "Nothing"};
 
@@ -105,7 +107,7 @@ std::string Hostile::Command() {
     case 2:
       return "> get " + className + Text() + "." + Text() + "\n";
     case 3:
-      return "> delete " + className + ".Name=\"{" + std::string(1, static_cast<char>('A' + m_random() % 5)) + "}\"\n";
+      return "> delete " + className + ".Name=\"" + Pick(kKeyTexts) + "\"\n";
     case 4:
       return "> put " + className + " Name=" + quoted + " ParentDeviceID=\"7\" VLANName=\"" + Text() +
              "\" VLANNumber=" + number + " VLANPriority=" + std::to_string(m_random() % 10) + "\n";

@@ -8,7 +8,9 @@
 
 #include "lab/wmi/wbemhost.h"
 #include "platform/assertion.h"
+#include "platform/registrykey.h"
 #include "tests/scenario/requests.h"
+#include "tests/scenario/sandbox.h"
 #include "tests/support/functiontest.h"
 #include "tools/wmi/qvrnwmiprovider/clientsecurity.h"
 
@@ -77,39 +79,89 @@ TEST_F(Robustness, AFailedCheckGoesWhereTheMachineSays) {
   }
 }
 
-// Each update comes to where it has read the VLANs before it goes on, unless the other one cannot come.
-TEST_F(Robustness, TwoUpdatesAtOnceDoNotGiveTwoVlansOneNumber) {
-  Tell("machine adapters; vlan 7 10 Office; vlan 7 20 Voice");
-  std::mutex lock;
-  std::condition_variable arrived;
-  int readers = 0;
-  scenario::FailCalls("RegQueryValueExW", "InstalledPath", 0, 0, 2, [&] {
-    std::unique_lock<std::mutex> guard(lock);
-    ++readers;
-    arrived.notify_all();
-    arrived.wait_for(guard, std::chrono::milliseconds(500), [&] { return readers == 2; });
-  });
-  scenario::Service service;
-  service.Create(0);
-  std::vector<std::thread> clients;
-  for (const char* name : {"{A}", "{C}"}) {
-    const std::wstring guid = scenario::Wide(m_interpreter.aliases.Expand(name));
-    const auto instance = service.Instance(L"QvrnEN_VLAN", {{L"Name", VT_BSTR, guid, 0},
-                                                            {L"ParentDeviceID", VT_BSTR, L"7", 0},
-                                                            {L"VLANName", VT_BSTR, guid.substr(0, 9), 0},
-                                                            {L"VLANNumber", VT_I4, L"", 30}});
-    clients.emplace_back([&service, instance] {
-      service.Run([&instance](IWbemServices* services, IWbemObjectSink* sink) {
-        return services->PutInstanceAsync(instance.Get(), 0, nullptr, sink);
-      });
-    });
+class ConcurrentChanges : public tests::FunctionTest {
+ protected:
+  using Request = scenario::Service::Request;
+
+  void SetUp() override {
+    Tell(
+        "machine adapters; vlan 7 10 Office; vlan 7 20 Voice; "
+        "method QvrnEN_VLAN SaveVlanConfiguration sFileName=\"<temp>v.xml\"");
+    m_service.Create(0);
+    qvrn::RegistryKey key;
+    std::size_t chars = 0;
+    key.Open(HKEY_LOCAL_MACHINE,
+             L"SYSTEM\\CurrentControlSet\\Services\\muxp\\Parameters\\Adapters\\{00000007-0000-0000-0000-000000000000}",
+             KEY_READ);
+    ASSERT_EQ(key.ReadMultiString(L"UpperBindings", m_devices, chars), ERROR_SUCCESS);
   }
-  for (std::thread& client : clients) client.join();
-  EXPECT_EQ(readers, 2);
-  EXPECT_TRUE(scenario::ForgetFailures().empty());
+
+  /// The instance GUID of the newest VLAN, or of the one before it.
+  std::wstring Vlan(int age) const {
+    const wchar_t* device = m_devices.data();
+    if (age != 0) device += std::wcslen(device) + 1;
+    return device + std::wcslen(L"\\Device\\");
+  }
+
+  Request UpdateTo30(const std::wstring& guid) {
+    const auto instance = m_service.Instance(L"QvrnEN_VLAN", {{L"Name", VT_BSTR, guid, 0},
+                                                              {L"ParentDeviceID", VT_BSTR, L"7", 0},
+                                                              {L"VLANName", VT_BSTR, guid.substr(0, 9), 0},
+                                                              {L"VLANNumber", VT_I4, L"", 30}});
+    return [instance](IWbemServices* services, IWbemObjectSink* sink) {
+      return services->PutInstanceAsync(instance.Get(), 0, nullptr, sink);
+    };
+  }
+  static Request Delete(const std::wstring& guid) {
+    return [path = L"QvrnEN_VLAN.Name=\"" + guid + L"\""](IWbemServices* services, IWbemObjectSink* sink) {
+      return services->DeleteInstanceAsync(qvrn::Bstr(path.c_str()).Get(), 0, nullptr, sink);
+    };
+  }
+  Request Restore() {
+    const auto file = m_service.InParameters(L"RestoreVlanConfiguration",
+                                             {{L"sFileName", VT_BSTR, scenario::Sandbox::Folder() + L"v.xml", 0}});
+    return [file](IWbemServices* services, IWbemObjectSink* sink) {
+      return services->ExecMethodAsync(qvrn::Bstr(L"QvrnEN_VLAN").Get(), qvrn::Bstr(L"RestoreVlanConfiguration").Get(),
+                                       0, nullptr, file.Get(), sink);
+    };
+  }
+
+  /// Runs both at once. The one that first begins to read the VLANs waits for the other, unless that cannot come; whether
+  /// they have met there.
+  bool Meet(const Request& one, const Request& other) {
+    std::mutex lock;
+    std::condition_variable arrived;
+    int readers = 0;
+    bool met = false;
+    scenario::FailCalls("RegQueryValueExW", "InstalledPath", 0, 0, 2, [&] {
+      std::unique_lock<std::mutex> guard(lock);
+      ++readers;
+      arrived.notify_all();
+      if (readers == 1) met = arrived.wait_for(guard, std::chrono::seconds(1), [&] { return readers == 2; });
+    });
+    std::thread first([&] { m_service.Run(one); });
+    std::thread second([&] { m_service.Run(other); });
+    first.join();
+    second.join();
+    EXPECT_TRUE(scenario::ForgetFailures().empty()) << "each has read the VLANs";
+    return met;
+  }
+
+ private:
+  scenario::Service m_service;
+  std::vector<wchar_t> m_devices;
+};
+
+TEST_F(ConcurrentChanges, TwoUpdatesDoNotGiveTwoVlansOneNumber) {
+  Meet(UpdateTo30(Vlan(0)), UpdateTo30(Vlan(1)));
   const std::string seen = Tell("enumerate QvrnEN_VLAN");
   EXPECT_NE(seen.find("VLANNumber=30"), std::string::npos) << seen;
   EXPECT_EQ(seen.find("VLANNumber=30"), seen.rfind("VLANNumber=30")) << seen;
+}
+
+TEST_F(ConcurrentChanges, ADeletionAndARestoreWaitForOthers) {
+  EXPECT_FALSE(Meet(UpdateTo30(Vlan(0)), Delete(Vlan(1))));
+  EXPECT_FALSE(Meet(UpdateTo30(Vlan(0)), Restore()));
 }
 
 }  // namespace

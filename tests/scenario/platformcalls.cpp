@@ -143,6 +143,16 @@ void WINAPI Pause(DWORD milliseconds) {
   Note("sleep", "", std::to_string(milliseconds));
 }
 
+// The platform completes text that lacks its terminator, though it be behind what the caller has given a size for.
+LSTATUS WINAPI QueryValue(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* bytes) {
+  using Query = Call<"reg", "RegQueryValueExW", "advapi32", decltype(&::RegQueryValueExW)>;
+  const LSTATUS status = Query::Observe(key, name, reserved, type, data, bytes);
+  if (IsObserved() && status == ERROR_SUCCESS && data != nullptr && *bytes > 1 &&
+      (data[*bytes - 2] != 0 || data[*bytes - 1] != 0))
+    data[*bytes] = data[*bytes + 1] = 0;
+  return status;
+}
+
 int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) {
   const Observation unobserved(false);
   Note("box", "", Quoted(caption) + " " + Quoted(text) + " " + Hex(style) + (owner == nullptr ? "" : " with an owner"));
@@ -251,7 +261,7 @@ Replacement Row(const char* name, Function function) {
 #define ANSWERED(function, replacement) Row(#function, replacement)
 const std::array kReplacements =
     ListOf(REG(RegOpenKeyExW), REG(RegCreateKeyExW), REG(RegQueryInfoKeyW), REG(RegEnumKeyExW), REG(RegEnumValueW),
-           REG(RegQueryValueExW), REG(RegSetValueExW), REG(RegDeleteValueW), REG(RegDeleteKeyW),
+           ANSWERED(RegQueryValueExW, QueryValue), REG(RegSetValueExW), REG(RegDeleteValueW), REG(RegDeleteKeyW),
            OBSERVED("close", "advapi32", RegCloseKey), SETUP(SetupDiCreateDeviceInfoListExW),
            SETUP(SetupDiOpenDeviceInfoW), SETUP(SetupDiGetDeviceInfoListDetailW), SETUP(SetupDiEnumDeviceInfo),
            SETUP(SetupDiCallClassInstaller), SETUP(SetupDiDestroyDeviceInfoList), SETUP(SetupOpenInfFileW),

@@ -51,7 +51,7 @@ HRESULT FindByGuid(IEnumNetCfgComponent* components, const GUID& wanted, ComPtr<
 HRESULT ReadDeviceNodeId(INetCfg* netCfg, const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   ComPtr<IEnumNetCfgComponent> components;
   HRESULT hr = netCfg->EnumComponents(&GUID_DEVCLASS_NET, &components);
-  if (components == nullptr) return hr;
+  if (components == nullptr) return FAILED(hr) ? hr : S_FALSE;
   ComPtr<INetCfgComponent> component;
   hr = FindByGuid(components.Get(), instanceGuid, component);
   if (hr != S_OK) return hr;
@@ -127,7 +127,7 @@ bool IsAdapterPresent(const wchar_t* instanceId) noexcept {
 
 HRESULT GetAdapterPnpDevNodeId(const GUID& instanceGuid, wchar_t* buffer, std::size_t size) noexcept {
   if (size != 0) buffer[0] = L'\0';
-  HRESULT read = S_OK;
+  HRESULT read = S_FALSE;
   const HRESULT created = WithNetCfg(
       nullptr, [&](INetCfg* netCfg) { read = ReadDeviceNodeId(netCfg, instanceGuid, buffer, size); }, [](HRESULT) {});
   return FAILED(created) ? created : read;
