@@ -1,4 +1,4 @@
-// qvrnbench [ROUNDS]: what requests to the provider cost on the lab's machine, as a table. Each row: the time of a
+// qvrnbench [ROUNDS]: what requests to the provider, and commands of the client, cost on the lab's machine, as tables. Each row: the time of a
 // request and that of its floor, the provider's platform calls in a bare loop; and how many of them there are. Runs in
 // an installed lab; docs/performance.md explains the table.
 #include <windows.h>
@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/commands.h"
 #include "bench/recording.h"
 #include "platform/boundedtext.h"
 #include "platform/registrykey.h"
@@ -74,7 +75,7 @@ class Client {
   }
   void CreateVlan(LONG number) const {
     const qvrn::Vlan wanted = {L"", L"7", L"VLAN " + std::to_wstring(number), number, 0};
-    Require(SUCCEEDED(qvrn::CreateVlan(m_wmi, wanted)), "a VLAN was not created");
+    Require(SUCCEEDED(qvrn::PutVlan(m_wmi, qvrn::PrepareVlan(m_wmi, wanted))), "a VLAN was not created");
   }
   void DeleteVlan(const qvrn::Vlan& vlan) const {
     Require(SUCCEEDED(qvrn::RemoveVlan(m_wmi, vlan)), "a VLAN was not deleted");
@@ -198,6 +199,7 @@ int main(int argc, char** argv) try {
   bench::SwitchJournal(false);
   AddOtherAdapters();
   MeasureAll(rounds);
+  bench::MeasureCommands(rounds);
   return 0;
 } catch (const qvrn::ClientError& error) {
   std::fprintf(stderr, "qvrnbench: %ls\n", error.Message().c_str());

@@ -8,7 +8,6 @@
 #include <regex>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include "mux/notifyob/muxinstall.h"
 #include "mux/notifyob/notify.h"
@@ -147,13 +146,9 @@ void Call(Interpreter& stage, Words& words) {
   if (!results.empty()) Note("result", "", results);
 }
 
-// What the thread itself costs is not the client's doing.
-void StartObserved(std::function<void()> work) {
-  const Observation unobserved(false);
-  std::thread([work = std::move(work)] {
-    const Observation observed(true);
-    work();
-  }).detach();
+void WatchRequest(const std::function<void()>& work) {
+  const Observation observed(true);
+  work();
 }
 
 // qvrnctl WORDS...: the client's lines as they are, those of standard error with "! " before them, or "!N " where it
@@ -169,7 +164,7 @@ void RunClient(Interpreter& stage, Words& words) {
   const Redirection error(STD_ERROR_HANDLE);
   {
     const Observation observed(true);
-    qvrn::SetThreadStarter(StartObserved);
+    qvrn::SetRequestRunner(&WatchRequest);
     status = qvrn::RunClient(arguments);
   }
   const bool hasSpoken = error.NoteLines("!" + (status == 0 ? "" : std::to_string(status)) + " ");

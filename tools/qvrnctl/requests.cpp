@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
-#include <thread>
 
 #include "platform/handle.h"
+#include "platform/hresult.h"
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/output.h"
 #include "tools/qvrnctl/terminal.h"
@@ -17,12 +17,11 @@ constexpr ULONGLONG kRefreshMs = 500;
 
 unsigned timeoutSeconds = kRequestTimeout;
 bool abandoned = false;
-ThreadStarter startThread = [](std::function<void()> work) { std::thread(std::move(work)).detach(); };
+RequestRunner runRequest = [](const std::function<void()>& work) { work(); };
 
 // A request at work; its thread and whoever waits for it own it together.
 struct Work {
   std::function<HRESULT()> request;
-  KernelHandle done{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   HRESULT answer = E_UNEXPECTED;
   std::exception_ptr failure;
 
@@ -32,9 +31,23 @@ struct Work {
     } catch (...) {
       failure = std::current_exception();
     }
-    ::SetEvent(done.Get());
   }
 };
+
+DWORD WINAPI RunWork(void* parameter) {
+  const std::unique_ptr<std::shared_ptr<Work>> work(static_cast<std::shared_ptr<Work>*>(parameter));
+  runRequest([&work] { (*work)->Run(); });
+  return 0;
+}
+
+// Whoever waits for the thread itself, and not for a word of it, finds nothing of it at work afterwards.
+KernelHandle Start(const std::shared_ptr<Work>& work) {
+  auto owned = std::make_unique<std::shared_ptr<Work>>(work);
+  KernelHandle thread(::CreateThread(nullptr, 0, &RunWork, owned.get(), 0, nullptr));
+  if (!thread) throw WmiFailed(L"a thread cannot be started", HrFromLastError());
+  owned.release();
+  return thread;
+}
 
 // What the description itself cannot find out leaves the line as it is.
 void ShowProgress(ProgressLine& line, const std::function<std::wstring()>& describe) try {
@@ -43,18 +56,18 @@ void ShowProgress(ProgressLine& line, const std::function<std::wstring()>& descr
   return;  // a connection that drops for a moment: the request itself tells how it ended
 }
 
-bool WaitUntil(const Work& work, ULONGLONG end) {
+bool WaitUntil(HANDLE thread, ULONGLONG end) {
   const ULONGLONG now = ::GetTickCount64();
-  return ::WaitForSingleObject(work.done.Get(), static_cast<DWORD>(end > now ? end - now : 0)) == WAIT_OBJECT_0;
+  return ::WaitForSingleObject(thread, static_cast<DWORD>(end > now ? end - now : 0)) == WAIT_OBJECT_0;
 }
 
 // False when the time is over first.
-bool WaitFor(const Work& work, ULONGLONG start, const std::function<std::wstring()>& describe) {
+bool WaitFor(HANDLE thread, ULONGLONG start, const std::function<std::wstring()>& describe) {
   const ULONGLONG end = start + ULONGLONG{timeoutSeconds} * 1000;
-  if (!IsConsole(STD_ERROR_HANDLE)) return WaitUntil(work, end);
+  if (!IsConsole(STD_ERROR_HANDLE)) return WaitUntil(thread, end);
   ULONGLONG next = std::min(end, start + 2 * kRefreshMs);
   ProgressLine line;
-  while (!WaitUntil(work, next)) {
+  while (!WaitUntil(thread, next)) {
     if (next == end) return false;
     ShowProgress(line, describe);
     next = std::min(end, ::GetTickCount64() + kRefreshMs);
@@ -66,18 +79,18 @@ bool WaitFor(const Work& work, ULONGLONG start, const std::function<std::wstring
 
 void SetRequestTimeout(unsigned seconds) noexcept { timeoutSeconds = seconds; }
 
-void SetThreadStarter(ThreadStarter starter) noexcept { startThread = starter; }
+void SetRequestRunner(RequestRunner runner) noexcept { runRequest = runner; }
 
 HRESULT RunRequest(const std::wstring& subject, const std::function<HRESULT()>& request,
                    const std::function<std::wstring()>& describe) {
   const ULONGLONG start = ::GetTickCount64();
   const auto work = std::make_shared<Work>();
   work->request = request;
-  startThread([work] { work->Run(); });
+  const KernelHandle thread = Start(work);
   const auto describeTime = [&] {
     return subject + L" (" + std::to_wstring((::GetTickCount64() - start) / 1000) + L" s)";
   };
-  if (!WaitFor(*work, start, describe ? describe : describeTime)) {
+  if (!WaitFor(thread.Get(), start, describe ? describe : describeTime)) {
     abandoned = true;
     constexpr auto kTimedOut = static_cast<HRESULT>(WBEM_E_TIMED_OUT);
     throw ClientError(kExitFailed,

@@ -22,10 +22,9 @@ void SetRequestTimeout(unsigned seconds) noexcept;
 HRESULT RunRequest(const std::wstring& subject, const std::function<HRESULT()>& request,
                    const std::function<std::wstring()>& describe = {});
 
-/// How the thread of a request is started. Whoever watches the requests of a thread puts something of its own in place
-/// of a detached std::thread.
-using ThreadStarter = void (*)(std::function<void()> work);
-void SetThreadStarter(ThreadStarter starter) noexcept;
+/// What runs a request on its thread. Whoever watches requests puts something of its own in place, which calls `work`.
+using RequestRunner = void (*)(const std::function<void()>& work);
+void SetRequestRunner(RequestRunner runner) noexcept;
 
 /// Whether a request that was given up may still be at work in this process.
 bool AnyRequestAbandoned() noexcept;
