@@ -195,7 +195,7 @@ diff "$sources/docs/guide/classes.md" "$work/classes.md" >&2 ||
   fail 'docs/guide/classes.md is not current; mend this with: ./dev docs'
 check_completeness
 cd "$sources"
-for document in *.md package/*.md docs/*/*.md; do
+for document in *.md docs/*/*.md; do
   check_names "$document"
   if grep -qE '^    (\$|(PS )?C:\\>) ' "$document"; then replay "$document"; fi
 done
