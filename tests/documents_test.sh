@@ -46,7 +46,7 @@ case $1 in
   *)
     program=$1
     [ -f "$drive/qvrn/$1.exe" ] && program="C:\\qvrn\\$1.exe"
-    wine "$program" "${@:2}"
+    timeout 100 wine "$program" "${@:2}"
     ;;
 esac
 DEV
