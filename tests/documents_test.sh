@@ -168,7 +168,7 @@ mentioned_by_client() {
 # Whatever classes and client have, people can read of: in pages that somebody has written, too.
 check_completeness() {
   local name command
-  for name in $(grep -oP '^(class|  \w+) \K\w+(?=;?$)|^  sint32 \K\w+(?=\()' \
+  for name in $(grep -oP '^(class|  \w+( ref)?) \K\w+(?=;?$)|^  sint32 \K\w+(?=\()' \
     "$sources/tools/wmi/qvrnwmiprovider/qvrnwmiprovider.mof"); do
     grep -qw --exclude=classes.md -r "$name" "$sources/docs/guide" || fault "the guide does not mention $name"
   done
