@@ -1,6 +1,6 @@
 // qvrnbench [ROUNDS]: what requests to the provider, and commands of the client, cost on the lab's machine, as tables. Each row: the time of a
 // request and that of its floor, the provider's platform calls in a bare loop; and how many of them there are. Runs in
-// an installed lab; docs/performance.md explains the table.
+// an installed lab; docs/developing/performance.md explains the table.
 #include <windows.h>
 
 #include <algorithm>

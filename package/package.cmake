@@ -49,8 +49,18 @@ function(complete_installer msi package_code)
     run(msibuild ${msi} -q "UPDATE `File` SET `Version`='${VERSION}.0', `Language`='1033' WHERE `File`='${file}'"
         "DELETE FROM `MsiFileHash` WHERE `File_`='${file}'")
   endforeach()
-  # The folder above ours goes when it is empty.
-  run(msibuild ${msi} -q "INSERT INTO `CreateFolder` (`Directory_`, `Component_`) VALUES ('VendorFolder', 'Provider')")
+  # '=' sets a variable and '-' takes it back, '*' is for all users, '[~]' is what the variable holds already.
+  run(msibuild ${msi} -q
+      "CREATE TABLE `Environment` (`Environment` CHAR(72) NOT NULL, `Name` CHAR(255) NOT NULL LOCALIZABLE, \
+`Value` CHAR(255) LOCALIZABLE, `Component_` CHAR(72) NOT NULL PRIMARY KEY `Environment`)"
+      "INSERT INTO `Environment` (`Environment`, `Name`, `Value`, `Component_`) \
+VALUES ('Path', '=-*PATH', '[~]\\;[InstallFolder]', 'CommandLine')"
+      "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('RemoveEnvironmentStrings', 3300)"
+      "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('WriteEnvironmentStrings', 5200)")
+  # Folders without a file of their own go when they are empty.
+  foreach(folder VendorFolder DocsFolder)
+    run(msibuild ${msi} -q "INSERT INTO `CreateFolder` (`Directory_`, `Component_`) VALUES ('${folder}', 'Provider')")
+  endforeach()
   execute_process(COMMAND msiinfo export ${msi} _SummaryInformation OUTPUT_VARIABLE summary COMMAND_ERROR_IS_FATAL ANY)
   string(TIMESTAMP now "%Y/%m/%d %H:%M:%S" UTC)
   string(REGEX REPLACE "\n9\t[^\n]*" "\n9\t{${package_code}}" summary "${summary}")
@@ -58,6 +68,25 @@ function(complete_installer msi package_code)
   file(WRITE ${OUTPUT}/summary.idt "${summary}")
   run(msibuild ${msi} -i ${OUTPUT}/summary.idt)
   file(REMOVE ${OUTPUT}/summary.idt)
+endfunction()
+
+# Puts guide and examples into `folder`, where they lie to each other as in the repository.
+function(add_texts folder)
+  run(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/htmlguide.sh ${sources}/docs/guide ${folder}/docs/guide)
+  file(COPY ${sources}/examples DESTINATION ${folder})
+  file(REMOVE ${folder}/examples/CMakeLists.txt)
+endfunction()
+
+# Sets `variable` to what describes the files of `stage`/`folder` to the compiler of installers.
+function(describe_files variable stage folder)
+  file(GLOB files RELATIVE ${stage} ${stage}/${folder}/*.*)
+  set(text "")
+  foreach(file ${files})
+    get_filename_component(file_name ${file} NAME)
+    string(MAKE_C_IDENTIFIER ${file} id)
+    string(APPEND text "<File Id=\"${id}\" Name=\"${file_name}\" Source=\"${file}\"/>\n")
+  endforeach()
+  set(${variable} ${text} PARENT_SCOPE)
 endfunction()
 
 # A product code belongs to a version, a package code to the bytes of a package.
@@ -69,10 +98,14 @@ function(make_installer)
   set(stage ${OUTPUT}/installer)
   list(TRANSFORM product PREPEND ${BINARIES}/ OUTPUT_VARIABLE files)
   file(COPY ${files} DESTINATION ${stage})
+  add_texts(${stage})
+  describe_files(guide_files ${stage} docs/guide)
+  describe_files(example_files ${stage} examples)
+  describe_files(ansible_files ${stage} examples/ansible)
   configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/qvrnwmiprovider.wxs.in ${stage}/qvrnwmiprovider.wxs @ONLY)
   settle(${stage})
   run(wixl -a x64 -o ${OUTPUT}/${name}.msi qvrnwmiprovider.wxs WORKING_DIRECTORY ${stage})
-  file(GLOB files ${stage}/*)
+  file(GLOB_RECURSE files ${stage}/*)
   set(hashes "")
   foreach(file ${files} ${CMAKE_CURRENT_FUNCTION_LIST_FILE})
     file(SHA256 ${file} hash)
@@ -86,9 +119,10 @@ endfunction()
 function(make_archives)
   list(TRANSFORM product PREPEND ${BINARIES}/ OUTPUT_VARIABLE files)
   file(GLOB scripts ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/*.ps1)
-  file(GLOB texts ${sources}/README.md ${sources}/LICENSE* ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/INSTALL.md)
+  file(GLOB texts ${sources}/LICENSE*)
   file(COPY ${files} ${scripts} ${texts} DESTINATION ${OUTPUT}/${name})
-  file(COPY ${sources}/examples ${sources}/docs DESTINATION ${OUTPUT}/${name})
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/README.txt ${OUTPUT}/${name}/README.txt @ONLY NEWLINE_STYLE DOS)
+  add_texts(${OUTPUT}/${name})
   zip(${name})
   file(COPY ${BINARIES}/qvrnwmiprovider.pdb ${BINARIES}/qvrnctl.pdb DESTINATION ${OUTPUT}/${name}-symbols)
   zip(${name}-symbols)

@@ -2,7 +2,8 @@
 .SYNOPSIS
 Registers the installed WMI Quorvane Ethernet Provider again, for example after WMI's repository was made anew.
 .DESCRIPTION
-Registers the DLL and compiles the classes; the files stay. Needs an administrator.
+Registers the DLL and compiles the classes; the files stay. Needs an administrator. The exit status is 0 where all was
+done, and 1 elsewhere.
 .EXAMPLE
 .\repair.ps1 -WhatIf
 Shows what would be done.
@@ -12,8 +13,10 @@ Shows what would be done.
 param()
 . (Join-Path $PSScriptRoot 'functions.ps1')
 
-Assert-Machine
-Assert-File $Library, $Classes
+Invoke-Steps {
+    Assert-Machine
+    Assert-File $Library, $Classes
 
-Register-Provider
-if (-not $WhatIfPreference) { Write-Output 'Registered.' }
+    Register-Provider
+    if (-not $WhatIfPreference) { Write-Output 'Registered.' }
+}

@@ -31,8 +31,9 @@ constexpr struct {
     {L"provider", ValueKind::kText, kOnClass},       {L"read", ValueKind::kFlag, kOnProperty},
     {L"static", ValueKind::kFlag, kOnMethod},        {L"supportscreate", ValueKind::kFlag, kOnClass},
     {L"supportsdelete", ValueKind::kFlag, kOnClass}, {L"supportsupdate", ValueKind::kFlag, kOnClass},
-    {L"units", ValueKind::kText, kOnProperty},       {L"valuemap", ValueKind::kTexts, kOnProperty},
-    {L"values", ValueKind::kTexts, kOnProperty},     {L"write", ValueKind::kFlag, kOnProperty},
+    {L"units", ValueKind::kText, kOnProperty},       {L"updateby", ValueKind::kText, kOnClass},
+    {L"valuemap", ValueKind::kTexts, kOnProperty},   {L"values", ValueKind::kTexts, kOnProperty},
+    {L"write", ValueKind::kFlag, kOnProperty},
 };
 
 /// For messages; what is not ASCII cannot come from a file that is read.

@@ -25,9 +25,14 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
+/// What people copy from examples/.
 std::string Script(const std::wstring& arguments) {
   return OutputOf(L"cscript //nologo C:\\qvrn\\examples\\vlans.js " + arguments);
 }
+std::string BasicScript(const std::wstring& arguments) {
+  return OutputOf(L"cscript //nologo C:\\qvrn\\examples\\properties.vbs " + arguments);
+}
+std::string Example(const std::wstring& arguments) { return OutputOf(L"C:\\qvrn\\exampleclient.exe " + arguments); }
 /// Without the blanks that fill columns: one between words.
 std::string Words(const std::string& text) {
   std::istringstream words(text.substr(text.find_first_of("AMSPV")));  // behind a byte order mark
@@ -63,6 +68,28 @@ TEST_F(InstalledLab, EveryClientSeesTheSame) {
   EXPECT_EQ(Words(OutputOf(L"wmic path QvrnEN_NetworkAdapterConfiguration get MaxFrameSize")),
             "MaxFrameSize 1514 9014 ");
   for (const wchar_t* file : {L"C:\\qvrn-a.xml", L"C:\\qvrn-b.xml"}) ::DeleteFileW(file);
+}
+
+// Wine's scripting lacks Put_, so that a change by it shows how the scripts tell a failure.
+TEST_F(InstalledLab, TheExamplesReadBackWhatHasBecomeOfAChange) {
+  EXPECT_EQ(BasicScript(L"list"), "adapter 7: MaxFrameSize 1514\nadapter 12: MaxFrameSize 9014\ndone\n");
+  EXPECT_EQ(Example(L"set 7 MaxFrameSize 9014"), "MaxFrameSize is 9014\n");
+  EXPECT_EQ(BasicScript(L"get 7 MaxFrameSize"), "MaxFrameSize 9014\ndone\n");
+  EXPECT_EQ(Example(L"set 7 MaxFrameSize 99"), "client: The property is still 9014 (status 0x80041002)\nexit 1");
+  EXPECT_THAT(BasicScript(L"set 7 MaxFrameSize 1514"),
+              AllOf(StartsWith("failed: MaxFrameSize is still 9014"), EndsWith("exit 1")));
+  EXPECT_THAT(BasicScript(L"get 8 RssMode"), AllOf(HasSubstr("80041002"), EndsWith("exit 1")));
+
+  EXPECT_THAT(Example(L"add 7 33 Late"), StartsWith("created 7/33 \"Late\" {"));
+  EXPECT_EQ(Example(L"add 7 34 Late"), "client: The VLAN was not created\nexit 1");
+  EXPECT_EQ(Example(L"remove {58E4C3A0-1D97-4A6B-8C02-E7B1946D3F22}"),
+            "removed {58E4C3A0-1D97-4A6B-8C02-E7B1946D3F22}\n");
+  EXPECT_EQ(Example(L"remove {58E4C3A0-1D97-4A6B-8C02-E7B1946D3F22}"),
+            "client: Removing ended with 0x80041002\nexit 1");
+  EXPECT_THAT(Example(L"list"), AllOf(HasSubstr("VLAN 7/33 \"Late\" {"), Not(HasSubstr("Voice"))));
+  EXPECT_THAT(Script(L"rename {D1750B6E-8F2C-4C39-B64A-09E83F5A2711} Offices"),
+              AllOf(StartsWith("failed: the VLAN was not renamed: 0x80004001"), EndsWith("exit 1")));
+  EXPECT_THAT(Script(L"save C:\\no\\vlans.xml"), EndsWith("was not written\nexit 1"));
 }
 
 TEST_F(InstalledLab, TheClientIsAProgramWithWordsOutputAndAnExitStatus) {

@@ -58,8 +58,18 @@ listed() {
   wine reg query "$uninstall" /s | tr -d '\r' | awk -v RS= '/Quorvane/' | awk '/DisplayVersion/ { print $3 }'
 }
 
+# Where the product's entry there leads to; Wine leaves the readme out.
+help_link() { wine reg query "$uninstall" /s | tr -d '\r' | sed -nE 's/^ *HelpLink +REG[A-Z_]* +//p'; }
+
+# Without the separator that Wine leaves behind when it takes the last entry away.
+system_path() {
+  wine reg query 'HKLM\System\CurrentControlSet\Control\Session Manager\Environment' /v PATH | tr -d '\r' |
+    sed -nE 's/^ *PATH *REG[A-Z_]* *(.*[^;]);*$/\1/Ip'
+}
+
 # Files and registry, but for the installer's own bookkeeping.
 state() {
+  system_path
   (cd "$drive" && find . -path ./windows/Installer -prune -o -print | sort)
   for root in 'HKLM\Software' HKCU; do
     wine reg export "$root" "$work/part.reg" /y >/dev/null
@@ -72,12 +82,15 @@ state() {
 make_machine
 cmake -D VERSION=$older -D BINARIES="$build/bin" -D OUTPUT="$work/older" -P "$sources/package/package.cmake"
 bare=$(state)
+path=$(system_path)
 
 # A first installation writes what the DLL itself would, and what it installs works.
 installs /i "$new"
 compilations "$compiled"
-same 'installed files' "$(printf '%s\n' qvrnctl.exe qvrnwmiprovider{-uninstall.mof,.dll,.mof})" \
+same 'installed files' "$(printf '%s\n' docs examples qvrnctl.exe qvrnwmiprovider{-uninstall.mof,.dll,.mof})" \
   "$(ls "$drive/Program Files/Quorvane/WMI")"
+same 'the PATH' "$path;$folder\\" "$(system_path)"
+same 'the link in the list of programs' "file:///$folder\\docs\\guide\\troubleshooting.html" "$(help_link)"
 by_installer=$(registration)
 same reports "Assertions REG_SZ log
 EventMessageFile REG_SZ $folder\\qvrnwmiprovider.dll

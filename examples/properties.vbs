@@ -1,0 +1,91 @@
+' Advanced properties of Quorvane adapters through WMI scripting, in VBScript:
+'
+'   cscript //nologo properties.vbs list
+'   cscript //nologo properties.vbs get ADAPTER PROPERTY
+'   cscript //nologo properties.vbs set ADAPTER PROPERTY NUMBER
+'
+' Run it in an elevated prompt. Only where all went well, the exit status is 0 and the last line "done".
+Option Explicit
+
+Const ClassName = "QvrnEN_NetworkAdapterConfiguration"
+Const NotFound = &H80041002
+
+Sub Fail(message)
+  WScript.Echo "failed: " & message
+  WScript.Quit 1
+End Sub
+
+Dim services
+On Error Resume Next
+Set services = CreateObject("WbemScripting.SWbemLocator").ConnectServer(".", "root\cimv2")
+If Err.Number <> 0 Then Fail "WMI: " & Hex(Err.Number)
+On Error GoTo 0
+
+' The query itself does not fail yet: an error comes with the first look at its result. "Not found" is how the provider
+' tells that it serves no adapter.
+Function CountOf(found)
+  On Error Resume Next
+  CountOf = found.Count
+  If Err.Number = NotFound Then
+    CountOf = 0
+  ElseIf Err.Number <> 0 Then
+    Fail "listing the adapters: " & Hex(Err.Number)
+  End If
+End Function
+
+Sub ListAdapters
+  Dim found, i
+  Set found = services.ExecQuery("SELECT * FROM " & ClassName)
+  For i = 0 To CountOf(found) - 1
+    WScript.Echo "adapter " & found.ItemIndex(i).SettingID & ": MaxFrameSize " & found.ItemIndex(i).MaxFrameSize
+  Next
+End Sub
+
+Function Adapter(id)
+  On Error Resume Next
+  Set Adapter = services.Get(ClassName & ".SettingID=""" & id & """")
+  If Err.Number <> 0 Then Fail "adapter " & id & ": " & Hex(Err.Number)
+End Function
+
+' Null where the adapter's driver does not have the property.
+Function ValueOf(id, name)
+  Dim instance
+  Set instance = Adapter(id)
+  On Error Resume Next
+  ValueOf = instance.Properties_.Item(name).Value
+  If Err.Number <> 0 Then Fail name & " is no property"
+End Function
+
+Sub Show(id, name)
+  WScript.Echo name & " " & ValueOf(id, name)
+End Sub
+
+' A put that was applied ends with "not found", and a value that the driver does not take is ignored: what is read back
+' afterwards tells.
+Sub Change(id, name, wanted)
+  Dim instance, problem
+  Set instance = Adapter(id)
+  On Error Resume Next
+  instance.Properties_.Item(name).Value = CLng(wanted)
+  instance.Put_
+  problem = Hex(Err.Number)
+  On Error GoTo 0
+  If CStr(ValueOf(id, name)) <> CStr(wanted) Then
+    Fail name & " is still " & ValueOf(id, name) & " (status " & problem & ")"
+  End If
+  Show id, name
+End Sub
+
+Dim words
+Set words = WScript.Arguments
+If words.Count = 0 Then Fail "usage: list | get ADAPTER PROPERTY | set ADAPTER PROPERTY NUMBER"
+If words.Item(0) = "list" And words.Count = 1 Then
+  ListAdapters
+ElseIf words.Item(0) = "get" And words.Count = 3 Then
+  Show words.Item(1), words.Item(2)
+ElseIf words.Item(0) = "set" And words.Count = 4 Then
+  Change words.Item(1), words.Item(2), words.Item(3)
+Else
+  Fail "usage: list | get ADAPTER PROPERTY | set ADAPTER PROPERTY NUMBER"
+End If
+WScript.Echo "done"
