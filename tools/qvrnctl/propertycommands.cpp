@@ -232,16 +232,17 @@ int ApplyAll(const Arguments& arguments, const WmiClient& wmi, const std::vector
              DriverRegistry& drivers, const std::vector<Change>& changes) {
   const InterruptWatch watch;
   std::vector<Report> reports;
+  std::vector<std::wstring> notes;
   bool failed = false;
   for (const Change& change : changes) {
     if (InterruptWatch::IsInterrupted()) {
-      WriteError(L"interrupted: adapter " + change.id + L" and those after it are as they were");
+      notes.push_back(L"interrupted: adapter " + change.id + L" and those after it are as they were");
       failed = true;
       break;
     }
     reports.push_back({change.id, CompareStates(change.before, change.requests, change.before), {}});
     if (!change.isDue) {
-      WriteError(L"adapter " + change.id + L" has these values already; nothing was written and nothing restarts");
+      notes.push_back(L"adapter " + change.id + L" has these values already; nothing was written and nothing restarts");
       continue;
     }
     AnnounceRewrites(change);
@@ -254,6 +255,7 @@ int ApplyAll(const Arguments& arguments, const WmiClient& wmi, const std::vector
     }
   }
   WriteReports(arguments, reports);
+  for (const std::wstring& note : notes) WriteError(note);
   return failed ? kExitFailed : kExitDone;
 }
 
