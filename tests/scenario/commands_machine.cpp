@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -199,6 +200,7 @@ void WriteFile(Interpreter& stage, Words& words) {
   if (text.starts_with('"')) text = Words(text).Take();
   const std::wstring wide = L"\uFEFF" + Wide(text);
   const std::string_view bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * sizeof(wchar_t));
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << (isWide ? bytes : std::string_view(text));
 }
 

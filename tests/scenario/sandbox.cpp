@@ -78,6 +78,8 @@ Sandbox::Sandbox() {
   std::error_code ignored;
   std::filesystem::remove_all(Folder(), ignored);
   std::filesystem::create_directories(Folder());
+  ::SetEnvironmentVariableW(L"ProgramData", Folder().substr(0, Folder().size() - 1).c_str());
+  ::_wputenv(L"TZ=UTC0");
 }
 
 Sandbox::~Sandbox() {
