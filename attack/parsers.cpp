@@ -1,5 +1,5 @@
 // The parsers of text, fed by a fuzzer on the machine that builds: object paths of clients, multi-strings of the registry,
-// MOF files and queries. The first byte chooses one.
+// MOF files, queries, and state files. The first byte chooses one.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -7,9 +7,13 @@
 #include "lab/schema/lexer.h"
 #include "lab/schema/mofreader.h"
 #include "platform/multistring.h"
+#include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/statedescription.h"
 #include "tools/wmi/qvrnwmiprovider/objectpath.h"
 
 HRESULT IWbemClassObject::Get(const wchar_t*, LONG, VARIANT*, CIMTYPE*, LONG*) { return E_FAIL; }
+
+qvrn::ClientError qvrn::Failed(std::wstring message) { return {kExitFailed, std::move(message)}; }
 
 namespace {
 
@@ -50,12 +54,20 @@ void ReadTokens(const std::wstring& text) {
   }
 }
 
+void ReadState(const std::string& bytes) try {
+  const qvrn::Json json = qvrn::ParseJson(L"fuzz", qvrn::DecodeText(bytes));
+  qvrn::ReadDescription(json);
+  qvrn::FormatOnOneLine(json);
+} catch (const qvrn::ClientError&) {
+  return;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-  switch (data[0] % 4) {
+  switch (data[0] % 5) {
     case 0:
       ReadPath(Wide(text));
       break;
@@ -64,6 +76,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       break;
     case 2:
       ReadMof(text);
+      break;
+    case 3:
+      ReadState(text);
       break;
     default:
       ReadTokens(Wide(text));

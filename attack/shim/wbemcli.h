@@ -5,3 +5,5 @@
 struct IWbemClassObject {
   HRESULT Get(const wchar_t* name, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor);
 };
+
+constexpr unsigned WBEM_E_NOT_FOUND = 0x80041002;

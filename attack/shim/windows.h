@@ -45,9 +45,20 @@ inline HRESULT VariantClear(VARIANT* value) {
 }
 inline void CoTaskMemFree(void* memory) { std::free(memory); }
 constexpr unsigned CP_ACP = 0;
-inline int MultiByteToWideChar(unsigned, DWORD, const char* text, int, wchar_t* wide, int chars) {
+constexpr unsigned CP_UTF8 = 65001;
+/// A character for each byte, and a byte for each character: as long as the platform's at least, and never shorter.
+inline int MultiByteToWideChar(unsigned page, DWORD, const char* text, int bytes, wchar_t* wide, int chars) {
+  if (page == CP_UTF8) {
+    for (int i = 0; i < chars && wide != nullptr; ++i) wide[i] = static_cast<unsigned char>(text[i]);
+    return bytes;
+  }
   if (wide != nullptr) ::mbstowcs(wide, text, static_cast<std::size_t>(chars));
   return static_cast<int>(::mbstowcs(nullptr, text, 0)) + 1;
+}
+inline int WideCharToMultiByte(unsigned, DWORD, const wchar_t* text, int chars, char* bytes, int size, const char*,
+                               int*) {
+  for (int i = 0; i < size && bytes != nullptr; ++i) bytes[i] = static_cast<char>(text[i]);
+  return chars;
 }
 inline DWORD GetLastError() { return 0; }
 

@@ -103,13 +103,16 @@ void AnnounceRestore(const Arguments& arguments, const std::vector<Vlan>& before
              L" those of the file" + (wanted == nullptr ? L"" : L" (" + std::to_wstring(wanted->size()) + L")") +
              L"; the adapters restart, and their connections drop");
   if (wanted == nullptr) {
-    WriteError(L"the file is on " + arguments.computer + L" and is not checked: what it lacks or spells wrong is lost");
+    WriteError(L"the file is on " + arguments.computer +
+               L" and cannot be checked from here: a VLAN that it does not describe, or describes wrongly, is gone "
+               L"afterwards");
     return;
   }
   if (wanted->empty()) WriteError(L"the file holds no VLAN: none is left");
   if (arguments.whatIf) return;
   for (const Vlan& vlan : before) {
-    if (FindSame(*wanted, vlan) == nullptr) WriteError(L"not in the file as it is now: " + Label(vlan));
+    if (FindSame(*wanted, vlan) == nullptr)
+      WriteError(L"the file has no VLAN like this one, which is gone afterwards: " + Label(vlan));
   }
 }
 

@@ -45,7 +45,7 @@ KernelHandle Start(const std::shared_ptr<Work>& work) {
   auto owned = std::make_unique<std::shared_ptr<Work>>(work);
   KernelHandle thread(::CreateThread(nullptr, 0, &RunWork, owned.get(), 0, nullptr));
   if (!thread) throw WmiFailed(L"a thread cannot be started", HrFromLastError());
-  owned.release();
+  static_cast<void>(owned.release());  // the thread's own
   return thread;
 }
 

@@ -110,7 +110,7 @@ std::vector<std::optional<HRESULT>> RemoveAll(const Arguments& arguments, const 
 
 VlanOutcome JudgeRemoved(const Vlan& vlan, std::optional<HRESULT> answer, const std::vector<Vlan>& after) {
   if (FindGuid(after, vlan.guid) == nullptr) return {vlan, VlanResult::kRemoved};
-  const VlanOutcome outcome = {vlan, VlanResult::kNotRemoved};
+  VlanOutcome outcome = {vlan, VlanResult::kNotRemoved};
   if (answer) {
     Conclude(outcome, L"VLAN " + Label(vlan) + L" was not removed", *answer,
              answer == kNotFound ? kNoParentReasons : kRefusedReasons);
