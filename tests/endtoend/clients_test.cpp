@@ -103,6 +103,13 @@ TEST_F(InstalledLab, TheClientIsAProgramWithWordsOutputAndAnExitStatus) {
               AllOf(HasSubstr("without a terminal it needs --yes\n"), EndsWith("exit 2")));
 }
 
+TEST_F(InstalledLab, ARequestThatGetsNoAnswerIsGivenUp) {
+  OutputOf(L"reg add HKLM\\SOFTWARE\\QvrnLab /v ForeignLock /d Other /f");
+  EXPECT_THAT(Client(L"vlan add 7 --id 50 --name Slow --timeout 1"),
+              AllOf(HasSubstr("WBEM_E_TIMED_OUT (0x80041069); no answer within 1 seconds"), EndsWith("exit 1")));
+  OutputOf(L"reg delete HKLM\\SOFTWARE\\QvrnLab /v ForeignLock /f");
+}
+
 TEST_F(InstalledLab, WhatTheProviderReportsIsInTheJournal) {
   const std::wstring key = L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}\\0012";
   qvrn::RegistryKey broken;

@@ -204,6 +204,11 @@ void WriteFile(Interpreter& stage, Words& words) {
   std::ofstream(path, std::ios::binary) << (isWide ? bytes : std::string_view(text));
 }
 
+// interrupt: Ctrl-C, as the console tells it.
+void Interrupt(Interpreter&, Words&) {
+  if (ThePlatform().interruptHandler != nullptr) ThePlatform().interruptHandler(CTRL_C_EVENT);
+}
+
 // cat PATH: a file, without the line ends at its end.
 void ShowFile(Interpreter& stage, Words& words) {
   std::string text = ReadFile(stage.Expanded(words));
@@ -282,6 +287,7 @@ const Commands& ArrangingCommands() {
                                     {"host", SetHost},
                                     {"file", WriteFile},
                                     {"cat", ShowFile},
+                                    {"interrupt", Interrupt},
                                     {"fail", Fail},
                                     {"before", Before},
                                     {"answer", Answer},

@@ -153,6 +153,11 @@ LSTATUS WINAPI QueryValue(HKEY key, const wchar_t* name, DWORD* reserved, DWORD*
   return status;
 }
 
+BOOL WINAPI SetInterruptHandler(PHANDLER_ROUTINE handler, BOOL add) {
+  ThePlatform().interruptHandler = add ? handler : nullptr;
+  return TRUE;
+}
+
 int WINAPI ShowBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) {
   const Observation unobserved(false);
   Note("box", "", Quoted(caption) + " " + Quoted(text) + " " + Hex(style) + (owner == nullptr ? "" : " with an owner"));
@@ -259,27 +264,27 @@ Replacement Row(const char* name, Function function) {
 #define SETUP(function) OBSERVED("setup", "setupapi", function)
 #define FILES(function) OBSERVED("file", "kernel32", function)
 #define ANSWERED(function, replacement) Row(#function, replacement)
-const std::array kReplacements =
-    ListOf(REG(RegOpenKeyExW), REG(RegCreateKeyExW), REG(RegQueryInfoKeyW), REG(RegEnumKeyExW), REG(RegEnumValueW),
-           ANSWERED(RegQueryValueExW, QueryValue), REG(RegSetValueExW), REG(RegDeleteValueW), REG(RegDeleteKeyW),
-           OBSERVED("close", "advapi32", RegCloseKey), SETUP(SetupDiCreateDeviceInfoListExW),
-           SETUP(SetupDiOpenDeviceInfoW), SETUP(SetupDiGetDeviceInfoListDetailW), SETUP(SetupDiEnumDeviceInfo),
-           SETUP(SetupDiCallClassInstaller), SETUP(SetupDiDestroyDeviceInfoList), SETUP(SetupOpenInfFileW),
-           SETUP(SetupFindFirstLineW), SETUP(SetupGetStringFieldW), SETUP(SetupCloseInfFile), SETUP(SetupCopyOEMInfW),
-           OBSERVED("token", "advapi32", OpenThreadToken), OBSERVED("token", "advapi32", GetTokenInformation),
-           OBSERVED("token", "advapi32", AdjustTokenPrivileges), OBSERVED("com", "ole32", CoImpersonateClient),
-           OBSERVED("com", "ole32", CoRevertToSelf), OBSERVED("com", "ole32", CoInitialize),
-           OBSERVED("com", "ole32", CoUninitialize), OBSERVED("com", "ole32", CoInitializeSecurity),
-           OBSERVED("com", "ole32", CoSetProxyBlanket), OBSERVED("memory", "ole32", CoTaskMemAlloc),
-           OBSERVED("memory", "oleaut32", SysAllocString), OBSERVED("memory", "oleaut32", SysAllocStringLen),
-           OBSERVED("name", "kernel32", GetComputerNameW), OBSERVED("message", "kernel32", FormatMessageW),
-           FILES(CreateFileW), FILES(GetFileSizeEx), FILES(ReadFile), FILES(WriteFile), FILES(CloseHandle),
-           OBSERVED("memory", "msvcrt", malloc), ANSWERED(CoCreateInstance, CreateInstance),
-           ANSWERED(OutputDebugStringW, WriteTrace), ANSWERED(Sleep, Pause), ANSWERED(MessageBoxW, ShowBox),
-           ANSWERED(GetUserObjectInformationW, AnswerUserObject), ANSWERED(GetForegroundWindow, AnswerForegroundWindow),
-           ANSWERED(GetSystemInfo, AnswerSystemInfo), ANSWERED(SetupDiSetClassInstallParamsW, AcceptClassInstallParams),
-           ANSWERED(GetConsoleMode, AnswerConsoleMode), ANSWERED(ReadConsoleW, ReadFromConsole),
-           ANSWERED(WriteConsoleW, WriteToConsole), ANSWERED(GetAdaptersAddresses, ListAddresses));
+const std::array kReplacements = ListOf(
+    REG(RegOpenKeyExW), REG(RegCreateKeyExW), REG(RegQueryInfoKeyW), REG(RegEnumKeyExW), REG(RegEnumValueW),
+    ANSWERED(RegQueryValueExW, QueryValue), REG(RegSetValueExW), REG(RegDeleteValueW), REG(RegDeleteKeyW),
+    OBSERVED("close", "advapi32", RegCloseKey), SETUP(SetupDiCreateDeviceInfoListExW), SETUP(SetupDiOpenDeviceInfoW),
+    SETUP(SetupDiGetDeviceInfoListDetailW), SETUP(SetupDiEnumDeviceInfo), SETUP(SetupDiCallClassInstaller),
+    SETUP(SetupDiDestroyDeviceInfoList), SETUP(SetupOpenInfFileW), SETUP(SetupFindFirstLineW),
+    SETUP(SetupGetStringFieldW), SETUP(SetupCloseInfFile), SETUP(SetupCopyOEMInfW),
+    OBSERVED("token", "advapi32", OpenThreadToken), OBSERVED("token", "advapi32", GetTokenInformation),
+    OBSERVED("token", "advapi32", AdjustTokenPrivileges), OBSERVED("com", "ole32", CoImpersonateClient),
+    OBSERVED("com", "ole32", CoRevertToSelf), OBSERVED("com", "ole32", CoInitialize),
+    OBSERVED("com", "ole32", CoUninitialize), OBSERVED("com", "ole32", CoInitializeSecurity),
+    OBSERVED("com", "ole32", CoSetProxyBlanket), OBSERVED("memory", "ole32", CoTaskMemAlloc),
+    OBSERVED("memory", "oleaut32", SysAllocString), OBSERVED("memory", "oleaut32", SysAllocStringLen),
+    OBSERVED("name", "kernel32", GetComputerNameW), OBSERVED("message", "kernel32", FormatMessageW), FILES(CreateFileW),
+    FILES(GetFileSizeEx), FILES(ReadFile), FILES(WriteFile), FILES(CloseHandle), OBSERVED("memory", "msvcrt", malloc),
+    ANSWERED(CoCreateInstance, CreateInstance), ANSWERED(OutputDebugStringW, WriteTrace), ANSWERED(Sleep, Pause),
+    ANSWERED(MessageBoxW, ShowBox), ANSWERED(GetUserObjectInformationW, AnswerUserObject),
+    ANSWERED(GetForegroundWindow, AnswerForegroundWindow), ANSWERED(GetSystemInfo, AnswerSystemInfo),
+    ANSWERED(SetupDiSetClassInstallParamsW, AcceptClassInstallParams), ANSWERED(GetConsoleMode, AnswerConsoleMode),
+    ANSWERED(ReadConsoleW, ReadFromConsole), ANSWERED(WriteConsoleW, WriteToConsole),
+    ANSWERED(SetConsoleCtrlHandler, SetInterruptHandler), ANSWERED(GetAdaptersAddresses, ListAddresses));
 
 }  // namespace
 

@@ -19,6 +19,7 @@ struct Platform {
   unsigned long processors = 4;
   std::optional<std::wstring> typed;  ///< what a person types on the console; none where there is no console
   std::vector<std::pair<std::string, bool>> interfaces = {{"lo", true}};  ///< names, and whether each is up
+  int (*interruptHandler)(unsigned long) = nullptr;  ///< of Ctrl-C, while code under observation has one
 };
 Platform& ThePlatform();
 
