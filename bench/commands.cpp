@@ -57,7 +57,7 @@ std::wstring Path(const wchar_t* name) { return (std::filesystem::temp_directory
 
 /// A state file: VLANs 1 to 60 of adapter 7, the first `renamed` of them with other names.
 std::wstring WriteState(const wchar_t* name, int renamed) {
-  const std::wstring path = Path(name);
+  std::wstring path = Path(name);
   std::ofstream file{std::filesystem::path(path)};
   file << R"({"adapters": [{"id": "7", "vlans": [)";
   for (int i = 1; i <= kVlans; ++i) {

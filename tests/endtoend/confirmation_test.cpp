@@ -71,11 +71,22 @@ TEST_F(Confirmation, BringsTheOldStateBackWithoutIt) {
   ::DeleteFileW(L"C:\\qvrn-v.xml");
 }
 
+/// Cuts a client off when it has come to a step of ten. One that says nothing at all is started again: programs of the
+/// test bed do that now and then.
+void CutOff(const std::wstring& arguments, int step) {
+  const std::string words = std::to_string(step) + " of 10";
+  for (const bool isLast : {false, true}) {
+    RunningClient client(arguments);
+    const bool arrived = client.Await(words);
+    client.Kill();
+    if (arrived) return;
+    if (isLast || !client.Text().empty()) FAIL() << client.Text();
+  }
+}
+
 TEST_F(Confirmation, OutlivesTheProcessThatMakesTheChangeAtEachStep) {
   for (int step = 1; step <= kSteps; ++step) {
-    RunningClient client(std::wstring(kApply) + L" --confirm-within 1");
-    EXPECT_TRUE(client.Await(std::to_string(step) + " of 10")) << client.Text();
-    client.Kill();
+    CutOff(std::wstring(kApply) + L" --confirm-within 1", step);
     AwaitNothingPending();
     EXPECT_EQ(Differences(L"before"), "") << "cut off at step " << step;
   }
@@ -83,9 +94,7 @@ TEST_F(Confirmation, OutlivesTheProcessThatMakesTheChangeAtEachStep) {
 
 TEST_F(Confirmation, IsNotNeededForASecondRunToReachTheState) {
   for (int step = 1; step <= kSteps; ++step) {
-    RunningClient client(kApply);
-    EXPECT_TRUE(client.Await(std::to_string(step) + " of 10")) << client.Text();
-    client.Kill();
+    CutOff(kApply, step);
     EXPECT_THAT(Client(kApply), testing::Not(HasSubstr("exit"))) << "cut off at step " << step;
     EXPECT_EQ(Differences(L"wanted"), "");
     EXPECT_THAT(Client(L"apply C:\\qvrn-before.json --yes"), testing::Not(HasSubstr("exit")));
