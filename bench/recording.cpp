@@ -284,7 +284,8 @@ const Replacement* FindReplacement(std::string_view function) {
   for (const Replacement& candidate : kReplacements) {
     if (candidate.function == function) return &candidate;
   }
-  if (!function.starts_with("Reg") && !function.starts_with("Setup")) return nullptr;
+  const bool isRegistry = function.starts_with("Reg") && function != "RegisterEventSourceW";
+  if (!isRegistry && !function.starts_with("Setup")) return nullptr;
   throw std::runtime_error("the provider calls what this does not record: " + std::string(function));
 }
 
