@@ -199,7 +199,7 @@ int main(int argc, char** argv) try {
   bench::SwitchJournal(false);
   AddOtherAdapters();
   MeasureAll(rounds);
-  bench::MeasureCommands(rounds);
+  bench::MeasureCommands();
   return 0;
 } catch (const qvrn::ClientError& error) {
   std::fprintf(stderr, "qvrnbench: %ls\n", error.Message().c_str());

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -21,7 +20,6 @@ namespace bench {
 namespace {
 
 constexpr int kVlans = 60;
-constexpr int kMostRounds = 5;
 
 std::atomic<int> requests = 0;
 
@@ -76,7 +74,7 @@ std::vector<std::wstring> Removal(int count) {
 
 }  // namespace
 
-void MeasureCommands(int rounds) {
+void MeasureCommands() {
   qvrn::SetRequestRunner(&CountAndRun);
   const std::wstring full = WriteState(L"qvrn-full.json", 0);
   const std::wstring saved = Path(L"qvrn-full.xml");
@@ -98,18 +96,12 @@ void MeasureCommands(int rounds) {
   };
   std::printf("\n| command, 60 VLANs | WMI requests | ms |\n|---|--:|--:|\n");
   for (const auto& [name, words] : rows) {
-    std::vector<double> times;
-    int made = 0;
-    for (int round = 0; round < std::min(rounds, kMostRounds); ++round) {
-      Run(fill);
-      requests = 0;
-      const auto start = std::chrono::steady_clock::now();
-      Run(words);
-      times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
-      made = requests;
-    }
-    std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
-    std::printf("| %s | %d | %.0f |\n", name, made, times[times.size() / 2]);
+    Run(fill);
+    requests = 0;
+    const auto start = std::chrono::steady_clock::now();
+    Run(words);
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    std::printf("| %s | %d | %.0f |\n", name, requests.load(), time.count());
     std::fflush(stdout);
   }
 }

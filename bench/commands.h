@@ -3,7 +3,7 @@
 namespace bench {
 
 /// Measures commands of the client on a machine with 60 VLANs, and prints a table: the requests that each makes of WMI
-/// and its time, the median of at most five rounds. Leaves the VLANs of adapter 7 behind.
-void MeasureCommands(int rounds);
+/// and its time, in one run. Leaves the VLANs of adapter 7 behind.
+void MeasureCommands();
 
 }  // namespace bench

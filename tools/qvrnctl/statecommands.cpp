@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <functional>
 
 #include "tools/qvrnctl/changes.h"
@@ -99,13 +100,17 @@ int RunApply(const Arguments& arguments) {
     return kExitDone;
   }
   WriteError(FormatRestarts(MakePlan(task.desired, task.machine), arguments.whatIf) +
-             L"; their connections drop for a moment each time");
+             L"; connections drop for a moment at each restart");
   if (arguments.whatIf) {
     WriteDifferences(arguments, task.differences);
     return kExitDone;
   }
   AskForConsent(arguments);
   if (arguments.confirmWithin.empty()) return Apply(arguments, task);
+  const auto isRemoval = [](const Difference& difference) { return difference.deviation == Deviation::kRemove; };
+  if (std::ranges::any_of(task.differences, isRemoval)) {
+    WriteError(L"note: a VLAN that is removed comes back with another GUID, and so without the addresses that it has");
+  }
   return MakeConfirmed(arguments, L"apply " + task.file, task.machine, [&] { return Apply(arguments, task); });
 }
 
