@@ -7,6 +7,9 @@
 namespace qvrn {
 namespace {
 
+// A file with more of them is of another kind; nobody reads them all.
+constexpr std::size_t kMostFaults = 1000;
+
 bool HasName(const Adapter& adapter, const std::wstring& key, const std::wstring& text) {
   const Value name = key == L"id"           ? Value(adapter.id)
                      : key == L"name"       ? adapter.name
@@ -24,6 +27,7 @@ class Resolver {
   DesiredState Resolve(const StateDescription& description) {
     m_desired.faults = description.faults;
     for (const DescribedAdapter& described : description.adapters) {
+      if (m_desired.faults.size() >= kMostFaults) break;
       if (described.names.empty()) continue;
       if (const Adapter* const adapter = FindAdapter(described)) ResolveAdapter(described, *adapter);
     }
