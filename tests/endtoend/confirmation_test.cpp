@@ -92,6 +92,15 @@ TEST_F(Confirmation, OutlivesTheProcessThatMakesTheChangeAtEachStep) {
   }
 }
 
+TEST_F(Confirmation, OutlivesTheProcessThatWaitsForIt) {
+  RunningClient client(std::wstring(kApply) + L" --confirm-within 2");
+  ASSERT_TRUE(client.Await("unless it is confirmed")) << client.Text();
+  client.Kill();
+  EXPECT_THAT(Status(), HasSubstr("waits for a confirmation until"));
+  AwaitNothingPending();
+  EXPECT_EQ(Differences(L"before"), "");
+}
+
 TEST_F(Confirmation, IsNotNeededForASecondRunToReachTheState) {
   for (int step = 1; step <= kSteps; ++step) {
     CutOff(kApply, step);
