@@ -251,7 +251,14 @@ int ApplyAll(const Arguments& arguments, const WmiClient& wmi, const std::vector
       AnnounceRestart(arguments, change.id);
       reports.back().outcomes = CompareStates(change.before, change.requests, Foresee(change.before, change.requests));
     } else {
-      failed |= !Apply(arguments, wmi, properties, drivers, change, reports.back());
+      try {
+        failed |= !Apply(arguments, wmi, properties, drivers, change, reports.back());
+      } catch (const ClientError& error) {
+        if (changes.size() == 1) throw;
+        notes.push_back(L"adapter " + change.id + L": " + error.Message());
+        reports.pop_back();  // nobody knows what it has come to; the other adapters are told all the same
+        failed = true;
+      }
     }
   }
   WriteReports(arguments, reports);
