@@ -1,12 +1,29 @@
 #include "tools/qvrnctl/changes.h"
 
+#include <algorithm>
+
 #include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/terminal.h"
+#include "tools/qvrnctl/vlanclient.h"
 
 namespace qvrn {
 
 void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId) {
   WriteError(L"adapter " + adapterId + (arguments.whatIf ? L" would restart" : L" restarts now") +
              L": its connections drop for a moment");
+}
+
+void AnnounceFirstVlans(const std::vector<Vlan>& before, const std::vector<Vlan>& created) {
+  const std::vector<std::wstring> withVlans = ParentIds(before);
+  for (const std::wstring& id : ParentIds(created)) {
+    if (std::ranges::find(withVlans, id) != withVlans.end()) continue;
+    WriteError(L"note: from its first VLAN on, adapter " + id +
+               L" has no connections of its own, only its VLANs have, until the last one is removed");
+  }
+}
+
+void AskForConsent(const Arguments& arguments) {
+  if (!arguments.yes && !Confirm(L"Go on?")) throw Failed(L"not confirmed; nothing was changed");
 }
 
 bool ReportRefusal(const std::wstring& subject, HRESULT answer) {

@@ -6,12 +6,20 @@
 #include <vector>
 
 #include "tools/qvrnctl/errors.h"
+#include "tools/qvrnctl/vlan.h"
 #include "tools/qvrnctl/wmiclient.h"
 
 namespace qvrn {
 
 /// Says that the adapter restarts, or would do so.
 void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId);
+
+/// Warns of every adapter that has no VLAN in `before` and one in `created`: with its first VLAN the VLAN driver takes
+/// its protocols over, so that the adapter's own addresses are out of use.
+void AnnounceFirstVlans(const std::vector<Vlan>& before, const std::vector<Vlan>& created);
+
+/// Asks whether to go on, unless --yes has said so. Throws ClientError when the answer is no.
+void AskForConsent(const Arguments& arguments);
 
 /// Says what WMI answered when that tells something; gives whether it did. Of the provider's own answers neither
 /// success nor "not found" does: a put that worked may come back as "not found", one that failed as success.

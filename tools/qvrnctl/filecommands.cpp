@@ -109,16 +109,12 @@ void AnnounceRestore(const Arguments& arguments, const std::vector<Vlan>& before
     return;
   }
   if (wanted->empty()) WriteError(L"the file holds no VLAN: none is left");
+  AnnounceFirstVlans(before, *wanted);
   if (arguments.whatIf) return;
   for (const Vlan& vlan : before) {
     if (FindSame(*wanted, vlan) == nullptr)
       WriteError(L"the file has no VLAN like this one, which is gone afterwards: " + Label(vlan));
   }
-}
-
-void AskForConsent(const Arguments& arguments) {
-  if (arguments.yes) return;
-  if (!Confirm(L"Go on?")) throw Failed(L"not confirmed; nothing was changed");
 }
 
 // Without a terminal nobody can be asked, and what nobody has checked nobody can agree to.

@@ -52,6 +52,12 @@ const AdapterState* MachineState::Find(const std::wstring& adapterId) const {
   return found == states.end() ? nullptr : &*found;
 }
 
+std::vector<Vlan> MachineState::Vlans() const {
+  std::vector<Vlan> all;
+  for (const AdapterState& state : states) std::ranges::copy(state.vlans, std::back_inserter(all));
+  return all;
+}
+
 MachineState ReadMachine(const WmiClient& wmi) {
   MachineState machine;
   machine.schema = DescribeConfiguration(wmi);

@@ -25,6 +25,8 @@ struct MachineState {
 
   /// Null for an adapter that is not served.
   const AdapterState* Find(const std::wstring& adapterId) const;
+  /// Of all served adapters.
+  std::vector<Vlan> Vlans() const;
 };
 
 /// One request for the class and one each for configurations, VLANs and network adapters.

@@ -61,10 +61,15 @@ int Apply(const Arguments& arguments, const Task& task) {
   return kExitFailed;
 }
 
-void AskForConsent(const Arguments& arguments) {
-  if (arguments.yes) return;
-  if (!CanAsk()) throw WrongUsage(L"apply asks before it changes anything; without a terminal it needs --yes");
-  if (!Confirm(L"Go on?")) throw Failed(L"not confirmed; nothing was changed");
+// Says which adapters restart how often, and which get their first VLAN.
+void AnnouncePlan(const Arguments& arguments, const Task& task) {
+  const std::vector<Step> plan = MakePlan(task.desired, task.machine);
+  WriteError(FormatRestarts(plan, arguments.whatIf) + L"; connections drop for a moment at each restart");
+  std::vector<Vlan> created;
+  for (const Step& step : plan) {
+    if (step.deviation == Deviation::kCreate) created.push_back(step.vlan);
+  }
+  AnnounceFirstVlans(task.machine.Vlans(), created);
 }
 
 }  // namespace
@@ -99,11 +104,13 @@ int RunApply(const Arguments& arguments) {
     WriteError(L"the machine is as " + task.file + L" describes it; nothing was written and nothing restarts");
     return kExitDone;
   }
-  WriteError(FormatRestarts(MakePlan(task.desired, task.machine), arguments.whatIf) +
-             L"; connections drop for a moment at each restart");
+  AnnouncePlan(arguments, task);
   if (arguments.whatIf) {
     WriteDifferences(arguments, task.differences);
     return kExitDone;
+  }
+  if (!arguments.yes && !CanAsk()) {
+    throw WrongUsage(L"apply asks before it changes anything; without a terminal it needs --yes");
   }
   AskForConsent(arguments);
   if (arguments.confirmWithin.empty()) return Apply(arguments, task);

@@ -156,6 +156,7 @@ int RunVlanAdd(const Arguments& arguments) {
     return kExitDone;
   }
   RefuseClash(wanted, before);
+  AnnounceFirstVlans(before, {wanted});
   if (arguments.whatIf) {
     AnnounceRestart(arguments, wanted.adapter);
     ReportVlans(arguments, std::vector<VlanOutcome>{{wanted, VlanResult::kCreated}});
