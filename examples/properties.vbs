@@ -4,21 +4,37 @@
 '   cscript //nologo properties.vbs get ADAPTER PROPERTY
 '   cscript //nologo properties.vbs set ADAPTER PROPERTY NUMBER
 '
+' ADAPTER is the number of an adapter, as "list" shows it, or the name of its connection, such as "Ethernet 2".
 ' Run it in an elevated prompt. Only where all went well, the exit status is 0 and the last line "done".
 Option Explicit
 
 Const ClassName = "QvrnEN_NetworkAdapterConfiguration"
 Const NotFound = &H80041002
+Const AccessDenied = &H80041003
+Const InvalidClass = &H80041010
+Const LoadFailure = &H80041013
 
 Sub Fail(message)
   WScript.Echo "failed: " & message
   WScript.Quit 1
 End Sub
 
+' What an error means, for people.
+Function Reason(number)
+  Select Case number
+    Case NotFound: Reason = "not found: no such adapter is served, or this prompt is not elevated"
+    Case AccessDenied: Reason = "access denied: it takes an administrator, in an elevated prompt"
+    Case InvalidClass: Reason = "the provider's classes are not registered"
+    Case LoadFailure: Reason = "the provider could not be loaded"
+    Case Else: Reason = "an error of WMI"
+  End Select
+  Reason = Reason & " (" & Hex(number) & ")"
+End Function
+
 Dim services
 On Error Resume Next
 Set services = CreateObject("WbemScripting.SWbemLocator").ConnectServer(".", "root\cimv2")
-If Err.Number <> 0 Then Fail "WMI: " & Hex(Err.Number)
+If Err.Number <> 0 Then Fail "WMI: " & Reason(Err.Number)
 On Error GoTo 0
 
 ' The query itself does not fail yet: an error comes with the first look at its result. "Not found" is how the provider
@@ -29,7 +45,7 @@ Function CountOf(found)
   If Err.Number = NotFound Then
     CountOf = 0
   ElseIf Err.Number <> 0 Then
-    Fail "listing the adapters: " & Hex(Err.Number)
+    Fail "listing the adapters: " & Reason(Err.Number)
   End If
 End Function
 
@@ -41,10 +57,25 @@ Sub ListAdapters
   Next
 End Sub
 
+' The number of the adapter with this connection; a number is its own.
+Function NumberOf(name)
+  Dim all, i
+  NumberOf = name
+  If IsNumeric(name) Then Exit Function
+  Set all = services.ExecQuery("SELECT * FROM Win32_NetworkAdapter")
+  For i = 0 To all.Count - 1
+    If StrComp("" & all.ItemIndex(i).NetConnectionID, name, vbTextCompare) = 0 Then
+      NumberOf = all.ItemIndex(i).DeviceID
+      Exit Function
+    End If
+  Next
+  Fail "no adapter has the connection """ & name & """"
+End Function
+
 Function Adapter(id)
   On Error Resume Next
   Set Adapter = services.Get(ClassName & ".SettingID=""" & id & """")
-  If Err.Number <> 0 Then Fail "adapter " & id & ": " & Hex(Err.Number)
+  If Err.Number <> 0 Then Fail "adapter " & id & ": " & Reason(Err.Number)
 End Function
 
 ' Null where the adapter's driver does not have the property.
@@ -82,9 +113,9 @@ If words.Count = 0 Then Fail "usage: list | get ADAPTER PROPERTY | set ADAPTER P
 If words.Item(0) = "list" And words.Count = 1 Then
   ListAdapters
 ElseIf words.Item(0) = "get" And words.Count = 3 Then
-  Show words.Item(1), words.Item(2)
+  Show NumberOf(words.Item(1)), words.Item(2)
 ElseIf words.Item(0) = "set" And words.Count = 4 Then
-  Change words.Item(1), words.Item(2), words.Item(3)
+  Change NumberOf(words.Item(1)), words.Item(2), words.Item(3)
 Else
   Fail "usage: list | get ADAPTER PROPERTY | set ADAPTER PROPERTY NUMBER"
 End If

@@ -74,11 +74,12 @@ TEST_F(InstalledLab, EveryClientSeesTheSame) {
 TEST_F(InstalledLab, TheExamplesReadBackWhatHasBecomeOfAChange) {
   EXPECT_EQ(BasicScript(L"list"), "adapter 7: MaxFrameSize 1514\nadapter 12: MaxFrameSize 9014\ndone\n");
   EXPECT_EQ(Example(L"set 7 MaxFrameSize 9014"), "MaxFrameSize is 9014\n");
-  EXPECT_EQ(BasicScript(L"get 7 MaxFrameSize"), "MaxFrameSize 9014\ndone\n");
+  EXPECT_EQ(BasicScript(L"get ethernet MaxFrameSize"), "MaxFrameSize 9014\ndone\n");
   EXPECT_EQ(Example(L"set 7 MaxFrameSize 99"), "client: The property is still 9014 (status 0x80041002)\nexit 1");
   EXPECT_THAT(BasicScript(L"set 7 MaxFrameSize 1514"),
               AllOf(StartsWith("failed: MaxFrameSize is still 9014"), EndsWith("exit 1")));
-  EXPECT_THAT(BasicScript(L"get 8 RssMode"), AllOf(HasSubstr("80041002"), EndsWith("exit 1")));
+  EXPECT_THAT(BasicScript(L"get 8 RssMode"), AllOf(HasSubstr("elevated (80041002)"), EndsWith("exit 1")));
+  EXPECT_THAT(BasicScript(L"get Ether RssMode"), EndsWith("no adapter has the connection \"Ether\"\nexit 1"));
 
   EXPECT_THAT(Example(L"add 7 33 Late"), StartsWith("created 7/33 \"Late\" {"));
   EXPECT_EQ(Example(L"add 7 34 Late"), "client: The VLAN was not created\nexit 1");

@@ -17,8 +17,8 @@ void AnnounceFirstVlans(const std::vector<Vlan>& before, const std::vector<Vlan>
   const std::vector<std::wstring> withVlans = ParentIds(before);
   for (const std::wstring& id : ParentIds(created)) {
     if (std::ranges::find(withVlans, id) != withVlans.end()) continue;
-    WriteError(L"note: from its first VLAN on, adapter " + id +
-               L" has no connections of its own, only its VLANs have, until the last one is removed");
+    WriteError(L"note: with its first VLAN, adapter " + id +
+               L" itself loses its connections, until its last VLAN is removed");
   }
 }
 

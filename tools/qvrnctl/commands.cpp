@@ -36,9 +36,9 @@ constexpr Command kCommands[] = {
      L"create a VLAN",
      L"Creates a VLAN above an adapter, installing the VLAN driver where it is missing, then lists the VLANs to see\n"
      L"whether it is there. N is 1 to 4095, P is 0 to 7 (0 where none is given), and neither N nor NAME may be those\n"
-     L"of another VLAN of the adapter. The adapter restarts: its connections drop for a moment. Where the same VLAN "
-     L"is\n"
-     L"there already, nothing is changed.\n",
+     L"of another VLAN of the adapter. The adapter restarts: its connections drop for a moment. With its first VLAN\n"
+     L"the adapter itself loses them, until its last VLAN is removed. Where the same VLAN is there already, nothing\n"
+     L"is changed.\n",
      L"vlan add 7 --id 10 --name \"Front office\" --priority 3", &RunVlanAdd},
     {L"vlan set", L"VLAN [--id N] [--name NAME] [--priority P]", 1, 1, kVlanOptions, 0, L"change a VLAN",
      L"Changes a VLAN, then reads it back and says what has changed and what has not. VLAN is its GUID, or\n"
