@@ -2,6 +2,8 @@
 // DLLs, what the client's own program adds to its library, and what the installation itself is.
 #include <windows.h>
 
+#include <objbase.h>
+
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -148,8 +150,24 @@ TEST_F(InstalledLab, AFreshModuleCanBeUnloaded) {
   ASSERT_NE(module, nullptr);
   const auto canUnload =
       reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
-  ASSERT_NE(canUnload, nullptr);
+  const auto getClassObject = reinterpret_cast<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>(
+      reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
+  ASSERT_TRUE(canUnload != nullptr && getClassObject != nullptr);
   EXPECT_EQ(canUnload(), S_OK);
+  CLSID provider = {};
+  ::CLSIDFromString(L"{22CB8761-914A-11CF-B705-00AA0062CBB7}", &provider);
+  IClassFactory* factory = nullptr;
+  ASSERT_EQ(getClassObject(provider, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
+  // Locks and objects add up.
+  IUnknown* object = nullptr;
+  EXPECT_EQ(factory->LockServer(TRUE), S_OK);
+  ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), S_OK);
+  EXPECT_EQ(canUnload(), S_FALSE);
+  object->Release();
+  EXPECT_EQ(canUnload(), S_FALSE);
+  EXPECT_EQ(factory->LockServer(FALSE), S_OK);
+  EXPECT_EQ(canUnload(), S_OK);
+  factory->Release();
   ::FreeLibrary(module);
 }
 

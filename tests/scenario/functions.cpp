@@ -102,7 +102,7 @@ std::string ResourceString(const Arguments& words) {
 std::string ComponentValue(const Arguments& words) {
   ComPtr<INetCfg> netCfg;
   ComPtr<INetCfgComponent> component;
-  lab::NetCfgClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&netCfg));
+  ::CoCreateInstance(CLSID_CNetCfg, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&netCfg));
   netCfg->Initialize(nullptr);
   netCfg->FindComponent(words.at(0).c_str(), &component);
   std::vector<BYTE> buffer(4096, 0xCC);

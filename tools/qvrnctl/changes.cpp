@@ -8,9 +8,10 @@
 
 namespace qvrn {
 
-void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId) {
+void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId, bool isFirstVlan) {
   WriteError(L"adapter " + adapterId + (arguments.whatIf ? L" would restart" : L" restarts now") +
-             L": its connections drop for a moment");
+             (isFirstVlan ? L": with its first VLAN, it loses its own connections, until its last VLAN is removed"
+                          : L": its connections drop for a moment"));
 }
 
 void AnnounceFirstVlans(const std::vector<Vlan>& before, const std::vector<Vlan>& created) {
@@ -18,7 +19,7 @@ void AnnounceFirstVlans(const std::vector<Vlan>& before, const std::vector<Vlan>
   for (const std::wstring& id : ParentIds(created)) {
     if (std::ranges::find(withVlans, id) != withVlans.end()) continue;
     WriteError(L"note: with its first VLAN, adapter " + id +
-               L" itself loses its connections, until its last VLAN is removed");
+               L" loses its own connections, until its last VLAN is removed");
   }
 }
 

@@ -11,8 +11,8 @@
 
 namespace qvrn {
 
-/// Says that the adapter restarts, or would do so.
-void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId);
+/// Says that the adapter restarts, or would do so, and what that means for its connections.
+void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId, bool isFirstVlan = false);
 
 /// Warns of every adapter that has no VLAN in `before` and one in `created`: with its first VLAN the VLAN driver takes
 /// its protocols over, so that the adapter's own addresses are out of use.

@@ -161,6 +161,48 @@ void RefuseOtherComputers(const Arguments& arguments) {
       arguments.computer + L" itself, where the change cannot cut it off; run this command there");
 }
 
+// --- confirming ------------------------------------------------------------------------------------------------------
+
+int Keep(const Arguments& arguments, PendingChange& pending) {
+  const PendingStage stage = pending.Stage();
+  if (stage == PendingStage::kNone) throw Failed(L"no change waits for a confirmation");
+  if (stage == PendingStage::kChanging) throw Failed(L"the change is still being made; confirm it when it is");
+  if (!pending.Keep()) throw Failed(L"too late: the state from before is being brought back");
+  pending.Log(L"confirmed");
+  WriteOut(arguments.json ? FormatJson({{{L"stage", L"confirmed"}}}) : L"confirmed: the change stays\n");
+  return kExitDone;
+}
+
+int ShowStatus(const Arguments& arguments, const PendingChange& pending) {
+  // In the order of PendingStage.
+  constexpr const wchar_t* kStages[] = {L"none", L"changing", L"waiting", L"takingBack", L"stuck"};
+  constexpr const wchar_t* kTexts[] = {L"no change waits for a confirmation", L"being made",
+                                       L"waits for a confirmation", L"being taken back",
+                                       L"not taken back: `qvrnctl rollback` tries again"};
+  const PendingStage stage = pending.Stage();
+  const int index = static_cast<int>(stage);
+  const Json record = stage == PendingStage::kNone ? Json::object() : pending.Record();
+  const std::int64_t deadline = stage == PendingStage::kWaiting ? pending.Deadline() : 0;
+  const bool isGuarded = pending.IsGuarded();
+  if (arguments.json) {
+    WriteOut(FormatJson({{{L"stage", kStages[index]},
+                          {L"command", record.empty() ? Value() : Value(TextOf(record, "command"))},
+                          {L"started", record.empty() ? Value() : Value(FormatTime(record.value("started", 0LL)))},
+                          {L"until", deadline != 0 ? Value(FormatTime(deadline)) : Value()},
+                          {L"guarded", std::int64_t{isGuarded}}}}));
+    return kExitDone;
+  }
+  std::wstring line = kTexts[index];
+  if (!record.empty())
+    line = TextOf(record, "command") + L", begun " + FormatTime(record.value("started", 0LL)) + L": " + line;
+  if (deadline != 0) line += L" until " + FormatTime(deadline);
+  if (stage == PendingStage::kWaiting && !isGuarded) {
+    line += L"; the process that would take it back has ended: `qvrnctl rollback` does it by hand";
+  }
+  WriteOut(line + L"\n");
+  return kExitDone;
+}
+
 }  // namespace
 
 void CheckConfirmation(const Arguments& arguments) {
@@ -216,41 +258,7 @@ int RunGuard(const Arguments&) {
 
 int RunConfirm(const Arguments& arguments) {
   PendingChange pending;
-  const PendingStage stage = pending.Stage();
-  if (!arguments.status) {
-    if (stage == PendingStage::kNone) throw Failed(L"no change waits for a confirmation");
-    if (stage == PendingStage::kChanging) throw Failed(L"the change is still being made; confirm it when it is");
-    if (!pending.Keep()) throw Failed(L"too late: the state from before is being brought back");
-    pending.Log(L"confirmed");
-    WriteOut(arguments.json ? FormatJson({{{L"stage", L"confirmed"}}}) : L"confirmed: the change stays\n");
-    return kExitDone;
-  }
-  // In the order of PendingStage.
-  constexpr const wchar_t* kStages[] = {L"none", L"changing", L"waiting", L"takingBack", L"stuck"};
-  constexpr const wchar_t* kTexts[] = {L"no change waits for a confirmation", L"being made",
-                                       L"waits for a confirmation", L"being taken back",
-                                       L"not taken back: `qvrnctl rollback` tries again"};
-  const int index = static_cast<int>(stage);
-  const Json record = stage == PendingStage::kNone ? Json::object() : pending.Record();
-  const std::int64_t deadline = stage == PendingStage::kWaiting ? pending.Deadline() : 0;
-  const bool isGuarded = pending.IsGuarded();
-  if (arguments.json) {
-    WriteOut(FormatJson({{{L"stage", kStages[index]},
-                          {L"command", record.empty() ? Value() : Value(TextOf(record, "command"))},
-                          {L"started", record.empty() ? Value() : Value(FormatTime(record.value("started", 0LL)))},
-                          {L"until", deadline != 0 ? Value(FormatTime(deadline)) : Value()},
-                          {L"guarded", std::int64_t{isGuarded}}}}));
-    return kExitDone;
-  }
-  std::wstring line = kTexts[index];
-  if (!record.empty())
-    line = TextOf(record, "command") + L", begun " + FormatTime(record.value("started", 0LL)) + L": " + line;
-  if (deadline != 0) line += L" until " + FormatTime(deadline);
-  if (stage == PendingStage::kWaiting && !isGuarded) {
-    line += L"; the process that would take it back has ended: `qvrnctl rollback` does it by hand";
-  }
-  WriteOut(line + L"\n");
-  return kExitDone;
+  return arguments.status ? ShowStatus(arguments, pending) : Keep(arguments, pending);
 }
 
 int RunRollback(const Arguments&) {

@@ -203,6 +203,18 @@ std::vector<Step> MakePlan(const DesiredState& desired, const MachineState& mach
   return PlanMaker(desired, machine).Steps();
 }
 
+std::optional<Step> PlanHelper(const DesiredState& desired, const MachineState& machine) {
+  std::vector<Vlan> order = machine.Vlans();
+  for (const DesiredAdapter& adapter : desired.adapters) {
+    const AdapterState* const state = machine.Find(adapter.adapter.id);
+    const bool isEmpty = state != nullptr && state->vlans.empty() && adapter.vlans && adapter.vlans->empty();
+    if (isEmpty) order.push_back({L"", adapter.adapter.id, L"qvrnctl-1", 1, 0});
+  }
+  SortForRemoval(order, machine.adapters.served);
+  if (order.empty() || !order.back().guid.empty()) return std::nullopt;
+  return Step{Deviation::kCreate, order.back().adapter, {}, {}, order.back(), 2};
+}
+
 std::wstring FormatRestarts(const std::vector<Step>& plan, bool whatIf) {
   std::vector<std::pair<std::wstring, int>> restarts;
   for (const Step& step : plan) {

@@ -67,6 +67,11 @@ struct Step {
 /// swapped; creations.
 std::vector<Step> MakePlan(const DesiredState& desired, const MachineState& machine);
 
+/// The creation of a VLAN by which the provider finds those again that are to be removed: it finds the adapter below a VLAN
+/// only while the adapter with the highest GUID of those that had VLANs has one. On the adapter with the highest GUID of
+/// those that shall have no VLAN and have none; none where another one with a higher GUID has VLANs.
+std::optional<Step> PlanHelper(const DesiredState& desired, const MachineState& machine);
+
 /// "adapter 7 restarts 3 times, adapter 12 once".
 std::wstring FormatRestarts(const std::vector<Step>& plan, bool whatIf);
 

@@ -53,20 +53,6 @@ bool Carry(const Arguments& arguments, const WmiClient& wmi, const std::vector<S
   return lost;
 }
 
-// The VLAN whose creation makes the provider find the others again: one on the adapter with the highest GUID of those
-// that shall have no VLAN and have none. None where there is no such adapter.
-std::vector<Step> PlanHelper(const DesiredState& desired, const MachineState& machine) {
-  std::vector<Vlan> helpers;
-  for (const DesiredAdapter& adapter : desired.adapters) {
-    const AdapterState* const state = machine.Find(adapter.adapter.id);
-    const bool isEmpty = state != nullptr && state->vlans.empty() && adapter.vlans && adapter.vlans->empty();
-    if (isEmpty) helpers.push_back({L"", adapter.adapter.id, L"qvrnctl-1", 1, 0});
-  }
-  if (helpers.empty()) return {};
-  SortForRemoval(helpers, machine.adapters.served);
-  return {{Deviation::kCreate, helpers.back().adapter, {}, {}, helpers.back(), 2}};
-}
-
 bool AnyRemoval(const std::vector<Difference>& differences) {
   return std::ranges::any_of(differences, [](const Difference& d) { return d.deviation == Deviation::kRemove; });
 }
@@ -85,12 +71,16 @@ ReachResult Reach(const Arguments& arguments, const WmiClient& wmi, const Desire
   readBack();
   if (!lost || !AnyRemoval(result.left)) return result;
   say(L"the provider does not find every VLAN that it lists; once more, with one that it finds the others by");
-  if (const std::vector<Step> helper = PlanHelper(desired, machine); !helper.empty()) {
-    Carry(arguments, wmi, helper, say);
+  if (const auto helper = PlanHelper(desired, machine)) {
+    Carry(arguments, wmi, {*helper}, say);
     readBack();
   }
   Carry(arguments, wmi, MakePlan(desired, machine), say);
   readBack();
+  if (AnyRemoval(result.left)) {
+    say(L"the provider finds what is left only while the adapter with the highest GUID of those that had VLANs has one: "
+        L"describe that adapter in the file, too, with \"vlans\": [] if it shall have none");
+  }
   return result;
 }
 

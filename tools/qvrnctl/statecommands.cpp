@@ -66,10 +66,16 @@ void AnnouncePlan(const Arguments& arguments, const Task& task) {
   const std::vector<Step> plan = MakePlan(task.desired, task.machine);
   WriteError(FormatRestarts(plan, arguments.whatIf) + L"; connections drop for a moment at each restart");
   std::vector<Vlan> created;
+  bool removes = false;
   for (const Step& step : plan) {
     if (step.deviation == Deviation::kCreate) created.push_back(step.vlan);
+    removes |= step.deviation == Deviation::kRemove;
   }
   AnnounceFirstVlans(task.machine.Vlans(), created);
+  const auto helper = PlanHelper(task.desired, task.machine);
+  if (!removes || !helper) return;
+  WriteError(L"note: where the provider does not find a VLAN that is to be removed, adapter " + helper->adapter +
+             L" gets one for a while, which restarts it and cuts its own connections meanwhile");
 }
 
 }  // namespace

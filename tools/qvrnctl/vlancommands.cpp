@@ -19,8 +19,7 @@ constexpr wchar_t kRefusedReasons[] =
 // The provider finds the adapter below a VLAN only while the last adapter that the VLAN driver knows has VLANs, too.
 constexpr wchar_t kNoParentReasons[] =
     L"the provider does not find the adapter below it, as the adapter with the highest GUID of those that had VLANs "
-    L"has "
-    L"none: create one there, and remove it after this one";
+    L"has none: create one there (it is that adapter's first), remove this one, then that one";
 
 // The VLANs as they are after a change, whatever it did to the connection.
 std::vector<Vlan> ReadVlansBack(const Arguments& arguments) {
@@ -38,9 +37,9 @@ int Conclude(const VlanOutcome& outcome, const std::wstring& subject, HRESULT an
   return kExitFailed;
 }
 
-HRESULT Put(const Arguments& arguments, const WmiClient& wmi, const Vlan& wanted) {
+HRESULT Put(const Arguments& arguments, const WmiClient& wmi, const Vlan& wanted, bool isFirst = false) {
   const Vlan prepared = PrepareVlan(wmi, wanted);
-  AnnounceRestart(arguments, wanted.adapter);
+  AnnounceRestart(arguments, wanted.adapter, isFirst);
   return PutVlan(wmi, prepared);
 }
 
@@ -156,13 +155,13 @@ int RunVlanAdd(const Arguments& arguments) {
     return kExitDone;
   }
   RefuseClash(wanted, before);
-  AnnounceFirstVlans(before, {wanted});
+  const bool isFirst = std::ranges::find(before, wanted.adapter, &Vlan::adapter) == before.end();
   if (arguments.whatIf) {
-    AnnounceRestart(arguments, wanted.adapter);
+    AnnounceRestart(arguments, wanted.adapter, isFirst);
     ReportVlans(arguments, std::vector<VlanOutcome>{{wanted, VlanResult::kCreated}});
     return kExitDone;
   }
-  const HRESULT answer = Put(arguments, wmi, wanted);
+  const HRESULT answer = Put(arguments, wmi, wanted, isFirst);
   const VlanOutcome outcome = JudgeCreated(wanted, before, ReadVlansBack(arguments));
   ReportVlans(arguments, {&outcome, 1});
   return Conclude(outcome, L"VLAN " + Label(wanted) + L" was not created", answer);
