@@ -78,7 +78,8 @@ ReachResult Reach(const Arguments& arguments, const WmiClient& wmi, const Desire
   Carry(arguments, wmi, MakePlan(desired, machine), say);
   readBack();
   if (AnyRemoval(result.left)) {
-    say(L"the provider finds what is left only while the adapter with the highest GUID of those that had VLANs has one: "
+    say(L"the provider finds what is left only while the adapter with the highest GUID of those that had VLANs has "
+        L"one: "
         L"describe that adapter in the file, too, with \"vlans\": [] if it shall have none");
   }
   return result;
