@@ -6,8 +6,9 @@ Works over PowerShell remoting, several computers at a time. The state file name
 "connection". The product has to be installed on each computer.
 
 With -Apply a computer that differs applies the file with "--confirm-within", in a session that goes on when the change
-cuts it. The change is then confirmed through a new connection. A computer that cannot be reached any more is not
-confirmed, and takes the change back by itself.
+cuts it. The change is then confirmed through a new connection, where -Test (by default always) gives true for the
+computer's name. One that cannot be reached any more is not confirmed, and takes the change back by itself. A change
+that somebody else has made meanwhile is not confirmed by this script.
 
 One object for each computer: Computer, Outcome (same, differs, applied, rolled back, failed, unreachable), Differences
 (what `qvrnctl diff --json` printed before), Message. The exit status is 0 where all are "same" or "applied".
@@ -17,6 +18,10 @@ Not run by this repository's tests: they have no PowerShell.
 .\fleet.ps1 -ComputerName (Get-Content servers.txt) -StateFile state.json
 .EXAMPLE
 .\fleet.ps1 -ComputerName (Get-Content servers.txt) -StateFile state.json -Apply | Export-Csv result.csv
+.EXAMPLE
+.\fleet.ps1 -ComputerName srv01 -StateFile state.json -Apply -Test { param($name) Test-Connection "$name-data" -Quiet }
+
+Keeps the change only where another name of the computer answers, too.
 #>
 #Requires -Version 3.0
 [CmdletBinding()]
@@ -24,7 +29,8 @@ param(
     [Parameter(Mandatory)] [string[]] $ComputerName,
     [Parameter(Mandatory)] [string] $StateFile,
     [switch] $Apply,
-    [ValidateRange(30, 3600)] [int] $ConfirmWithin = 120,
+    [ValidateRange(30, 3600)] [int] $ConfirmWithin = 300,
+    [scriptblock] $Test = { $true },
     [ValidateRange(1, 100)] [int] $ThrottleLimit = 16,
     [pscredential] $Credential
 )
@@ -35,13 +41,16 @@ $computers = @($ComputerName | ForEach-Object { $_.Trim() } | Where-Object { $_ 
 $state = Get-Content -LiteralPath $StateFile -Raw
 $state | ConvertFrom-Json | Out-Null # a file that is no JSON ends here
 $sessionName = "qvrnctl-$([guid]::NewGuid().ToString('N'))"
-$remoting = @{ ThrottleLimit = $ThrottleLimit; ErrorAction = 'SilentlyContinue' }
+# A computer that does not answer holds the others up for as long as the opening of a connection may take.
+$option = New-PSSessionOption -OpenTimeout 15000
+$remoting = @{ ThrottleLimit = $ThrottleLimit; ErrorAction = 'SilentlyContinue'; SessionOption = $option }
 $account = @{}
 if ($Credential) { $account.Credential = $Credential }
 
-# What runs on a computer: writes the state file there, runs the client, and gives its status and what it printed.
+# What runs on a computer: writes the state file there, under the name of this run, runs the client, and gives its status
+# and what it printed.
 $client = {
-    param([string] $State, [string[]] $Words)
+    param([string] $State, [string[]] $Words, [string] $Run)
     $ErrorActionPreference = 'Continue'
     $program = Join-Path $env:ProgramFiles 'Quorvane\WMI\qvrnctl.exe'
     if (-not (Test-Path -LiteralPath $program)) {
@@ -51,8 +60,14 @@ $client = {
     $folder = Join-Path ([IO.Path]::GetTempPath()) ([guid]::NewGuid().ToString('N'))
     New-Item -ItemType Directory -Path $folder | Out-Null
     try {
-        $file = Join-Path $folder 'state.json'
+        $file = Join-Path $folder "$Run.json"
         [IO.File]::WriteAllText($file, $State)
+        if ($Words[0] -eq 'confirm') {
+            $waiting = & $program confirm --status --json 2> $null | ConvertFrom-Json | ForEach-Object { $_ }
+            if ("$($waiting.command)" -notlike "*$Run*") {
+                return [pscustomobject]@{ Status = 1; Output = ''; Message = 'The change does not wait (yet).' }
+            }
+        }
         $arguments = @($Words | ForEach-Object { if ($_ -eq 'FILE') { $file } else { $_ } })
         $output = & $program $arguments 2> (Join-Path $folder 'messages.txt')
         $status = $LASTEXITCODE
@@ -66,7 +81,7 @@ $client = {
 function Invoke-Client([string[]] $On, [string[]] $Words) {
     $answers = @{}
     if ($On.Count -eq 0) { return $answers }
-    Invoke-Command @remoting @account -ComputerName $On -ScriptBlock $client -ArgumentList $state, $Words |
+    Invoke-Command @remoting @account -ComputerName $On -ScriptBlock $client -ArgumentList $state, $Words, $sessionName |
         ForEach-Object { $answers[$_.PSComputerName] = $_ }
     $answers
 }
@@ -104,14 +119,14 @@ if ($Apply) {
     $started = $pending
     if ($pending.Count -gt 0) {
         Invoke-Command @remoting @account -ComputerName $pending -InDisconnectedSession -SessionName $sessionName `
-            -ScriptBlock $client -ArgumentList $state, $words | Out-Null
+            -ScriptBlock $client -ArgumentList $state, $words, $sessionName | Out-Null
     }
     # Until a change has been made there is nothing to confirm, and while the adapter restarts there is no connection.
     $confirmed = @()
     $end = (Get-Date).AddSeconds($ConfirmWithin + 60)
     while ($pending.Count -gt 0 -and (Get-Date) -lt $end) {
         Start-Sleep -Seconds 5
-        $answers = Invoke-Client $pending 'confirm'
+        $answers = Invoke-Client @($pending | Where-Object { & $Test $_ }) 'confirm'
         $confirmed += @($pending | Where-Object { $answers[$_] -and $answers[$_].Status -eq 0 })
         $pending = @($pending | Where-Object { $confirmed -notcontains $_ })
     }

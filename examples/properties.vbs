@@ -2,7 +2,7 @@
 '
 '   cscript //nologo properties.vbs list
 '   cscript //nologo properties.vbs get ADAPTER PROPERTY
-'   cscript //nologo properties.vbs set ADAPTER PROPERTY NUMBER
+'   cscript //nologo properties.vbs set ADAPTER PROPERTY NUMBER [PROPERTY NUMBER ...]
 '
 ' ADAPTER is the number of an adapter, as "list" shows it, or the name of its connection, such as "Ethernet 2".
 ' Run it in an elevated prompt. Only where all went well, the exit status is 0 and the last line "done".
@@ -38,10 +38,13 @@ If Err.Number <> 0 Then Fail "WMI: " & Reason(Err.Number)
 On Error GoTo 0
 
 ' The query itself does not fail yet: an error comes with the first look at its result. "Not found" is how the provider
-' tells that it serves no adapter.
+' tells that it serves no adapter. Some scripting libraries report no error there but an empty list, whatever the reason:
+' so nothing counts as empty unless a get, whose errors always arrive, ends with "not found", too.
 Function CountOf(found)
+  Dim nothingThere
   On Error Resume Next
   CountOf = found.Count
+  If Err.Number = 0 And CountOf = 0 Then Set nothingThere = services.Get(ClassName & ".SettingID=""0""")
   If Err.Number = NotFound Then
     CountOf = 0
   ElseIf Err.Number <> 0 Then
@@ -88,35 +91,47 @@ Function ValueOf(id, name)
 End Function
 
 Sub Show(id, name)
-  WScript.Echo name & " " & ValueOf(id, name)
+  Dim value
+  value = ValueOf(id, name)
+  If IsNull(value) Then Fail "this adapter's driver has no " & name
+  WScript.Echo name & " " & value
 End Sub
 
-' A put that was applied ends with "not found", and a value that the driver does not take is ignored: what is read back
-' afterwards tells.
-Sub Change(id, name, wanted)
-  Dim instance, problem
+' Writes all values in one put, for which the adapter restarts once. A put that was applied ends with "not found", and a
+' value that the driver does not take is ignored: what is read back afterwards tells.
+Sub Change(id, words)
+  Dim instance, problem, i
   Set instance = Adapter(id)
+  For i = 2 To words.Count - 1 Step 2
+    If IsNull(ValueOf(id, words.Item(i))) Then Fail "this adapter's driver has no " & words.Item(i)
+    If Not IsNumeric(words.Item(i + 1)) Then Fail words.Item(i) & " takes a number, not " & words.Item(i + 1)
+  Next
   On Error Resume Next
-  instance.Properties_.Item(name).Value = CLng(wanted)
-  instance.Put_
+  For i = 2 To words.Count - 1 Step 2
+    instance.Properties_.Item(words.Item(i)).Value = CLng(words.Item(i + 1))
+  Next
+  If Err.Number = 0 Then instance.Put_
   problem = Hex(Err.Number)
   On Error GoTo 0
-  If CStr(ValueOf(id, name)) <> CStr(wanted) Then
-    Fail name & " is still " & ValueOf(id, name) & " (status " & problem & ")"
-  End If
-  Show id, name
+  For i = 2 To words.Count - 1 Step 2
+    If ValueOf(id, words.Item(i)) <> CLng(words.Item(i + 1)) Then
+      Fail words.Item(i) & " is still " & ValueOf(id, words.Item(i)) & " (status " & problem & ")"
+    End If
+    Show id, words.Item(i)
+  Next
 End Sub
 
+Const Usage = "usage: list | get ADAPTER PROPERTY | set ADAPTER PROPERTY NUMBER [PROPERTY NUMBER ...]"
 Dim words
 Set words = WScript.Arguments
-If words.Count = 0 Then Fail "usage: list | get ADAPTER PROPERTY | set ADAPTER PROPERTY NUMBER"
+If words.Count = 0 Then Fail Usage
 If words.Item(0) = "list" And words.Count = 1 Then
   ListAdapters
 ElseIf words.Item(0) = "get" And words.Count = 3 Then
   Show NumberOf(words.Item(1)), words.Item(2)
-ElseIf words.Item(0) = "set" And words.Count = 4 Then
-  Change NumberOf(words.Item(1)), words.Item(2), words.Item(3)
+ElseIf words.Item(0) = "set" And words.Count >= 4 And words.Count Mod 2 = 0 Then
+  Change NumberOf(words.Item(1)), words
 Else
-  Fail "usage: list | get ADAPTER PROPERTY | set ADAPTER PROPERTY NUMBER"
+  Fail Usage
 End If
 WScript.Echo "done"

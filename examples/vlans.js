@@ -17,6 +17,7 @@ function fail(message) { throw new Error(message); }
 // Errors of WMI may have no text.
 function reason(error) { return error.message || "0x" + (error.number >>> 0).toString(16); }
 
+// By way of the list of properties, which every scripting library has; `instance.VLANName` is a short form of it.
 function value(instance, name) { return instance.Properties_.Item(name).Value; }
 
 function describe(vlan) {
@@ -25,11 +26,13 @@ function describe(vlan) {
 }
 
 // The query itself does not fail yet: an error comes with the first look at its result. "Not found" is how the provider
-// tells that there is no VLAN.
+// tells that there is no VLAN. Some scripting libraries report no error there but an empty list, whatever the reason: so
+// nothing counts as empty unless a get, whose errors always arrive, ends with "not found", too.
 function vlans() {
   var result = [], found = services.ExecQuery("SELECT * FROM QvrnEN_VLAN"), count;
   try {
     count = found.Count;
+    if (count == 0) services.Get('QvrnEN_VLAN.Name="{}"');
   } catch (error) {
     if ((error.number >>> 0) != notFound) throw error;
     return result;
@@ -114,7 +117,7 @@ function main(words) {
   if (!command || words.length != command.words + 1) {
     fail("usage: list | get GUID | rename GUID NAME | save FILE | restore FILE");
   }
-  // The moniker lets the provider act in the script's name; ConnectServer does so by default.
+  // ConnectServer lets the provider act in the script's name; a moniker has to ask for that.
   services = new ActiveXObject("WbemScripting.SWbemLocator").ConnectServer(".", "root\\cimv2");
   command.run(words.length > 1 ? words.Item(1) : "", words.length > 2 ? words.Item(2) : "");
 }

@@ -80,6 +80,7 @@ TEST_F(InstalledLab, TheExamplesReadBackWhatHasBecomeOfAChange) {
   EXPECT_EQ(Example(L"set 7 MaxFrameSize 99"), "client: The property is still 9014 (status 0x80041002)\nexit 1");
   EXPECT_THAT(BasicScript(L"set 7 MaxFrameSize 1514"),
               AllOf(StartsWith("failed: MaxFrameSize is still 9014"), EndsWith("exit 1")));
+  EXPECT_THAT(BasicScript(L"set 12 MaxFrameSize 1514 RssMode 1"), HasSubstr("driver has no RssMode\nexit 1"));
   EXPECT_THAT(BasicScript(L"get 8 RssMode"), AllOf(HasSubstr("elevated (80041002)"), EndsWith("exit 1")));
   EXPECT_THAT(BasicScript(L"get Ether RssMode"), EndsWith("no adapter has the connection \"Ether\"\nexit 1"));
 
@@ -93,6 +94,13 @@ TEST_F(InstalledLab, TheExamplesReadBackWhatHasBecomeOfAChange) {
   EXPECT_THAT(Script(L"rename {D1750B6E-8F2C-4C39-B64A-09E83F5A2711} Offices"),
               AllOf(StartsWith("failed: the VLAN was not renamed: 0x80004001"), EndsWith("exit 1")));
   EXPECT_THAT(Script(L"save C:\\no\\vlans.xml"), EndsWith("was not written\nexit 1"));
+}
+
+TEST_F(InstalledLab, TheExamplesTellAnEmptyListFromAProviderThatIsNotThere) {
+  OutputOf(L"regsvr32 /s /u C:\\qvrn\\qvrnwmiprovider.dll");
+  EXPECT_EQ(BasicScript(L"list"), "failed: listing the adapters: the provider could not be loaded (80041013)\nexit 1");
+  EXPECT_EQ(Script(L"list"), "failed: 0x80041013\nexit 1");
+  OutputOf(L"regsvr32 /s C:\\qvrn\\qvrnwmiprovider.dll");
 }
 
 TEST_F(InstalledLab, TheClientIsAProgramWithWordsOutputAndAnExitStatus) {

@@ -48,28 +48,44 @@ constexpr wchar_t kApply[] = L"apply C:\\qvrn-wanted.json --yes";
 
 TEST_F(Confirmation, KeepsTheChangeOnceItIsGivenFromAnyPrompt) {
   EXPECT_EQ(Client(L"confirm"), "qvrnctl: no change waits for a confirmation\nexit 1");
-  RunningClient client(std::wstring(kApply) + L" --confirm-within 60");
+  RunningClient client(std::wstring(kApply) + L" --confirm-within 60 --json");
   ASSERT_TRUE(client.Await("unless it is confirmed")) << client.Text();
   EXPECT_THAT(Status(), HasSubstr("waits for a confirmation until"));
   EXPECT_THAT(Client(std::wstring(kApply) + L" --confirm-within 60"), HasSubstr("another change waits"));
+  EXPECT_THAT(Differences(L"wanted"), StartsWith("qvrnctl: note: a change of this machine may be taken back"));
+  EXPECT_THAT(client.Text(), testing::Not(HasSubstr("\"result\""))) << "what becomes of it is not known yet";
   EXPECT_EQ(Client(L"confirm"), "confirmed: the change stays\n");
   EXPECT_EQ(client.Wait(), 0) << client.Text();
+  EXPECT_THAT(client.Text(), HasSubstr("\"after\": 9014, \"result\": \"done\"}"));
   EXPECT_EQ(Differences(L"wanted"), "");
   EXPECT_THAT(Client(L"rollback"), HasSubstr("there is nothing to take back"));
 }
 
 TEST_F(Confirmation, BringsTheOldStateBackWithoutIt) {
-  EXPECT_THAT(Client(std::wstring(kApply) + L" --confirm-within 1"),
-              AllOf(HasSubstr("not confirmed: the state from before is back"), testing::EndsWith("exit 1")));
+  EXPECT_THAT(
+      Client(std::wstring(kApply) + L" --confirm-within 1 --json"),
+      AllOf(HasSubstr("not confirmed: the state from before is back"),
+            HasSubstr("\"wanted\": 9014, \"after\": 1514, \"result\": \"takenBack\"}"), testing::EndsWith("exit 1")));
   EXPECT_EQ(Differences(L"before"), "");
   EXPECT_THAT(endtoend::TextOf(L"C:\\ProgramData\\Quorvane\\qvrnctl\\qvrnctl.log"),
               AllOf(testing::ContainsRegex("20\\d\\d-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d no confirmation came in time"),
                     HasSubstr("the state from before is back")));
   EXPECT_THAT(Client(L"save C:\\qvrn-v.xml"), HasSubstr("3 VLANs saved"));
   EXPECT_THAT(Client(L"vlan remove Voice"), HasSubstr("removed 7/20"));
-  EXPECT_THAT(Client(L"restore C:\\qvrn-v.xml --yes --confirm-within 1"), HasSubstr("is back"));
+  EXPECT_THAT(Client(L"restore C:\\qvrn-v.xml --yes --confirm-within 1 --json"),
+              AllOf(HasSubstr("is back"), HasSubstr("\"result\": \"takenBack\"}")));
   EXPECT_THAT(Client(L"vlans"), testing::Not(HasSubstr("Voice")));
   ::DeleteFileW(L"C:\\qvrn-v.xml");
+}
+
+TEST_F(Confirmation, IsNotWaitedForWhereTheChangeFails) {
+  OutputOf(L"reg add HKLM\\SOFTWARE\\QvrnLab\\Failures /v INetCfgClassSetup::Install /d \"0x80004005 1\" /f");
+  EXPECT_THAT(Client(std::wstring(kApply) + L" --confirm-within 600 --json"),
+              AllOf(HasSubstr("a VLAN was not created; the provider does not say why"),
+                    HasSubstr("the change failed; the state from before is brought back"),
+                    HasSubstr("\"wanted\": 9014, \"after\": 1514, \"result\": \"takenBack\"}")));
+  OutputOf(L"reg delete HKLM\\SOFTWARE\\QvrnLab\\Failures /f");
+  EXPECT_EQ(Differences(L"before"), "");
 }
 
 /// Cuts a client off when it has come to a step of ten. One that says nothing at all is started again: programs of the

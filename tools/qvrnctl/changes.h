@@ -11,6 +11,11 @@
 
 namespace qvrn {
 
+/// Why the provider may have left a change of VLANs undone.
+inline constexpr wchar_t kRefusedReasons[] =
+    L"the provider does not say why: the adapter may belong to a team, the VLAN driver's files may be missing, another "
+    L"program may be changing the network configuration, or it takes an administrator, in an elevated prompt";
+
 /// Says that the adapter restarts, or would do so, and what that means for its connections.
 void AnnounceRestart(const Arguments& arguments, const std::wstring& adapterId, bool isFirstVlan = false);
 

@@ -197,7 +197,7 @@ int ShowStatus(const Arguments& arguments, const PendingChange& pending) {
     line = TextOf(record, "command") + L", begun " + FormatTime(record.value("started", 0LL)) + L": " + line;
   if (deadline != 0) line += L" until " + FormatTime(deadline);
   if (stage == PendingStage::kWaiting && !isGuarded) {
-    line += L"; the process that would take it back has ended: `qvrnctl rollback` does it by hand";
+    line += L"; the process that would take it back has ended: it stays until `qvrnctl rollback` or `qvrnctl confirm`";
   }
   WriteOut(line + L"\n");
   return kExitDone;
@@ -212,8 +212,10 @@ void CheckConfirmation(const Arguments& arguments) {
   PendingChange().RefuseSecond();
 }
 
+bool IsReportedLater(const Arguments& arguments) { return arguments.json && !arguments.confirmWithin.empty(); }
+
 int MakeConfirmed(const Arguments& arguments, const std::wstring& what, const MachineState& before,
-                  const std::function<int()>& change) {
+                  const std::function<int()>& change, const std::function<void(bool takenBack)>& report) {
   const unsigned seconds = ParseSeconds(L"--confirm-within", arguments.confirmWithin);
   PendingChange pending;
   pending.Begin(MakeRecord(arguments, what, before, seconds));
@@ -232,11 +234,14 @@ int MakeConfirmed(const Arguments& arguments, const std::wstring& what, const Ma
   }
   if (status == kExitDone) {
     pending.StartToWait(seconds);
-    return AwaitConfirmation(pending, seconds);
+    status = AwaitConfirmation(pending, seconds);
+  } else {
+    pending.Log(L"the change failed");
+    WriteError(L"the change failed; the state from before is brought back");
+    if (pending.StartToTakeBack()) TakeBack(pending, &WriteError);
   }
-  WriteError(L"the change failed; the state from before is brought back");
-  if (pending.StartToTakeBack()) TakeBack(pending, &WriteError);
-  return kExitFailed;
+  if (arguments.json) report(status != kExitDone && pending.Stage() == PendingStage::kNone);
+  return status;
 }
 
 int RunGuard(const Arguments&) {
@@ -261,13 +266,15 @@ int RunConfirm(const Arguments& arguments) {
   return arguments.status ? ShowStatus(arguments, pending) : Keep(arguments, pending);
 }
 
-int RunRollback(const Arguments&) {
+int RunRollback(const Arguments& arguments) {
   PendingChange pending;
   const PendingStage stage = pending.Stage();
   if (stage == PendingStage::kNone) throw Failed(L"no change waits for a confirmation: there is nothing to take back");
   if (stage == PendingStage::kChanging) throw Failed(L"the change is still being made; take it back when it is");
   if (!pending.StartToTakeBack()) throw Failed(L"another process takes it back already, or has kept it");
-  return TakeBack(pending, &WriteError) ? kExitDone : kExitFailed;
+  const bool isBack = TakeBack(pending, &WriteError);
+  if (arguments.json) WriteOut(FormatJson({{{L"stage", isBack ? L"takenBack" : L"stuck"}}}));
+  return isBack ? kExitDone : kExitFailed;
 }
 
 }  // namespace qvrn

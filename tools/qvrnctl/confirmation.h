@@ -13,9 +13,12 @@ namespace qvrn {
 /// Enter at this terminal, comes within --confirm-within; at once when the change fails. A guard, a process of its own
 /// that survives this one and its console, sees to it. Gives the exit status: done only when the change was kept.
 ///
-/// Throws ClientError, before anything is changed, when a change is pending already or no guard can be started.
+/// With --json, `report` prints what has become of the change once that is known; without, `change` does it. Throws
+/// ClientError, before anything is changed, when a change is pending already or no guard can be started.
 int MakeConfirmed(const Arguments& arguments, const std::wstring& what, const MachineState& before,
-                  const std::function<int()>& change);
+                  const std::function<int()>& change, const std::function<void(bool takenBack)>& report);
+/// Whether the report of a change has to wait for MakeConfirmed.
+bool IsReportedLater(const Arguments& arguments);
 
 /// Throws ClientError when the options of --confirm-within cannot be followed.
 void CheckConfirmation(const Arguments& arguments);

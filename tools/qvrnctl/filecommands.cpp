@@ -196,16 +196,20 @@ int RunRestore(const Arguments& arguments) {
     return kExitDone;
   }
   AskForConsent(arguments);
+  std::vector<VlanOutcome> outcomes;
   const auto restore = [&] {
     const std::wstring goal = wanted ? L" of " + std::to_wstring(wanted->size()) : L"";
     const HRESULT answer = Restore(wmi, file, before.size(), goal);
     const auto after = ReadBack<std::vector<Vlan>>(arguments, &ListVlans);
-    const std::vector<VlanOutcome> outcomes = CompareRestored(before, wanted.value_or(after), after);
-    ReportVlans(arguments, outcomes);
+    outcomes = CompareRestored(before, wanted.value_or(after), after);
+    if (!IsReportedLater(arguments)) ReportVlans(arguments, outcomes);
     return ConcludeRestore(outcomes, file, answer, IsUntouched(before, after));
   };
-  return arguments.confirmWithin.empty() ? restore()
-                                         : MakeConfirmed(arguments, L"restore " + file, ReadMachine(wmi), restore);
+  if (arguments.confirmWithin.empty()) return restore();
+  return MakeConfirmed(arguments, L"restore " + file, ReadMachine(wmi), restore, [&](bool takenBack) {
+    for (VlanOutcome& outcome : outcomes) outcome.result = takenBack ? VlanResult::kTakenBack : outcome.result;
+    ReportVlans(arguments, outcomes);
+  });
 }
 
 }  // namespace qvrn

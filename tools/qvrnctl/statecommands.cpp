@@ -7,6 +7,7 @@
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/filename.h"
 #include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/pendingchange.h"
 #include "tools/qvrnctl/reach.h"
 #include "tools/qvrnctl/terminal.h"
 
@@ -39,24 +40,26 @@ void WriteDifferences(const Arguments& arguments, const std::vector<Difference>&
   }
 }
 
-void ReportApplied(const Arguments& arguments, const ReachResult& result) {
-  if (!arguments.json) {
-    WriteOut(FormatDifferences(result.before, result.left, true));
-    return;
-  }
+void ReportApplied(const ReachResult& result, bool takenBack) {
   std::vector<JsonRow> rows = DescribeDifferences(result.before);
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    const Difference* const left = FindSame(result.left, result.before[i]);
-    rows[i].emplace_back(L"after", left == nullptr ? result.before[i].wanted : left->now);
-    rows[i].emplace_back(L"result", left == nullptr ? L"done" : L"notDone");
+    const Difference& difference = result.before[i];
+    const Difference* const left = FindSame(result.left, difference);
+    const bool isDone = left == nullptr && !takenBack;
+    rows[i].emplace_back(L"after", isDone ? difference.wanted : takenBack ? difference.now : left->now);
+    rows[i].emplace_back(L"result", isDone ? L"done" : takenBack ? L"takenBack" : L"notDone");
   }
   WriteOut(FormatJson(rows));
 }
 
-int Apply(const Arguments& arguments, const Task& task) {
-  const ReachResult result = Reach(arguments, task.wmi, task.desired, task.machine, &WriteError);
-  ReportApplied(arguments, result);
+int Apply(const Arguments& arguments, const Task& task, ReachResult& result) {
+  result = Reach(arguments, task.wmi, task.desired, task.machine, &WriteError);
+  if (!arguments.json) WriteOut(FormatDifferences(result.before, result.left, true));
+  if (arguments.json && !IsReportedLater(arguments)) ReportApplied(result, false);
   if (result.left.empty()) return kExitDone;
+  const auto isCreation = [](const Difference& difference) { return difference.deviation == Deviation::kCreate; };
+  if (std::ranges::any_of(result.left, isCreation))
+    WriteError(std::wstring(L"a VLAN was not created; ") + kRefusedReasons);
   WriteError(L"the machine is not as " + task.file + L" describes it");
   return kExitFailed;
 }
@@ -99,6 +102,9 @@ int RunShow(const Arguments& arguments) {
 int RunDiff(const Arguments& arguments) {
   const Task task(arguments);
   WriteDifferences(arguments, task.differences);
+  if (arguments.computer.empty() && PendingChange().Stage() != PendingStage::kNone) {
+    WriteError(L"note: a change of this machine may be taken back still: see `qvrnctl confirm --status`");
+  }
   return task.differences.empty() ? kExitDone : kExitDifferences;
 }
 
@@ -119,12 +125,15 @@ int RunApply(const Arguments& arguments) {
     throw WrongUsage(L"apply asks before it changes anything; without a terminal it needs --yes");
   }
   AskForConsent(arguments);
-  if (arguments.confirmWithin.empty()) return Apply(arguments, task);
+  ReachResult result;
+  const auto apply = [&] { return Apply(arguments, task, result); };
+  if (arguments.confirmWithin.empty()) return apply();
   const auto isRemoval = [](const Difference& difference) { return difference.deviation == Deviation::kRemove; };
   if (std::ranges::any_of(task.differences, isRemoval)) {
     WriteError(L"note: a VLAN that is removed comes back with another GUID, and so without the addresses that it has");
   }
-  return MakeConfirmed(arguments, L"apply " + task.file, task.machine, [&] { return Apply(arguments, task); });
+  return MakeConfirmed(arguments, L"apply " + task.file, task.machine, apply,
+                       [&](bool takenBack) { ReportApplied(result, takenBack); });
 }
 
 }  // namespace qvrn

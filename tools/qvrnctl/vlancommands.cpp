@@ -13,9 +13,6 @@
 namespace qvrn {
 namespace {
 
-constexpr wchar_t kRefusedReasons[] =
-    L"the provider does not say why: the adapter may belong to a team, the VLAN driver's files may be missing, another "
-    L"program may be changing the network configuration, or it takes an administrator, in an elevated prompt";
 // The provider finds the adapter below a VLAN only while the last adapter that the VLAN driver knows has VLANs, too.
 constexpr wchar_t kNoParentReasons[] =
     L"the provider does not find the adapter below it, as the adapter with the highest GUID of those that had VLANs "
@@ -135,6 +132,7 @@ std::map<std::wstring, Value> ReadLinks(const WmiClient& wmi) {
 int RunVlans(const Arguments& arguments) {
   const WmiClient wmi(arguments);
   std::vector<Vlan> vlans = ListVlans(wmi);
+  if (vlans.empty() && ListAdapters(wmi).served.empty()) WriteError(NothingServed(arguments));
   if (!arguments.operands.empty()) {
     const std::wstring id = MatchAdapter(wmi, ListParents(wmi, vlans), arguments.operands[0]).id;
     std::erase_if(vlans, [&](const Vlan& vlan) { return vlan.adapter != id; });
@@ -153,6 +151,13 @@ int RunVlanAdd(const Arguments& arguments) {
   if (const Vlan* there = FindSame(before, wanted)) {
     ReportVlans(arguments, std::vector<VlanOutcome>{{*there, VlanResult::kUnchanged}});
     return kExitDone;
+  }
+  const auto hasOtherPriority = [&](const Vlan& vlan) {
+    return vlan.adapter == wanted.adapter && vlan.number == wanted.number && vlan.name == wanted.name;
+  };
+  if (const auto there = std::ranges::find_if(before, hasOtherPriority); there != before.end()) {
+    throw Failed(Label(*there) + L" is there, with the priority " + std::to_wstring(there->priority) +
+                 L": `qvrnctl vlan set` changes it; nothing was changed");
   }
   RefuseClash(wanted, before);
   const bool isFirst = std::ranges::find(before, wanted.adapter, &Vlan::adapter) == before.end();

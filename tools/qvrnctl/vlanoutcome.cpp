@@ -27,6 +27,7 @@ constexpr ResultRow kResults[] = {
     {L"unexpected", L"not asked for, but there:", L"unexpected", L"not asked for, but there:", true},
     {L"saved", L"saved", L"wouldSave", L"would save", false},
     {L"notSaved", L"not saved:", L"notSaved", L"not saved:", true},
+    {L"takenBack", L"taken back:", L"takenBack", L"taken back:", true},
 };
 
 constexpr const wchar_t* kLinkNames[] = {

@@ -23,6 +23,7 @@ enum class VlanResult {
   kUnexpected,  ///< there although nobody asked for it
   kSaved,
   kNotSaved,
+  kTakenBack,  ///< whatever had become of it
 };
 
 struct VlanOutcome {
