@@ -37,8 +37,10 @@ std::string WithoutKeyParts(const std::string& text) {
 bool IsCommand(const std::string& line) { return line.starts_with("> "); }
 // One line for a command and what is seen.
 bool IsRow(const std::string& line) { return line.starts_with(">> "); }
+// The rest of a command that is too long for one line.
+bool IsContinuation(const std::string& line) { return line.starts_with("+ "); }
 bool IsSeen(const std::string& line) {
-  return !line.empty() && !IsCommand(line) && !IsRow(line) && line.front() != '#';
+  return !line.empty() && !IsCommand(line) && !IsRow(line) && !IsContinuation(line) && line.front() != '#';
 }
 
 std::string Joined(const std::vector<std::string>& texts) {
@@ -126,8 +128,13 @@ std::string Interpreter::Replay(const std::string& text) {
     if (!IsCommand(line)) continue;
     each = line.starts_with(kEach) ? line.substr(kEach.size()) : "";
     if (!each.empty()) continue;
+    std::string command = line.substr(2);
+    for (; at < lines.size() && IsContinuation(lines[at]); ++at) {
+      command += lines[at].substr(2);
+      replayed += lines[at] + "\n";
+    }
     while (at < lines.size() && IsSeen(lines[at])) ++at;
-    for (const std::string& seen : Tell(line.substr(2))) replayed += seen + "\n";
+    for (const std::string& seen : Tell(command)) replayed += seen + "\n";
   }
   return replayed;
 }
