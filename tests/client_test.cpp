@@ -14,6 +14,7 @@
 #include "tools/qvrnctl/displaywidth.h"
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/filename.h"
+#include "tools/qvrnctl/statedescription.h"
 #include "tools/qvrnctl/vlan.h"
 #include "tools/qvrnctl/vlanoutcome.h"
 
@@ -270,6 +271,13 @@ TEST(FileName, IsMadeAbsoluteAndNeverTakenForAnAddress) {
     EXPECT_THAT(TextOrError([&] { return FullFileName(row.name, false); }), testing::StartsWith(row.here));
     EXPECT_THAT(TextOrError([&] { return FullFileName(row.name, true); }), testing::StartsWith(row.there));
   }
+}
+
+TEST(StateFile, IsReadInEachEncodingThatEditorsAndShellsWrite) {
+  using std::string_literals::operator""s;
+  for (const std::string& bytes : {"{\xC3\xBC}"s, "\xEF\xBB\xBF{\xC3\xBC}"s, "\xFF\xFE{\0\xFC\0}\0"s, "{\0\xFC\0}\0"s,
+                                   "\xFE\xFF\0{\0\xFC\0}"s, "\0{\0\xFC\0}"s})
+    EXPECT_EQ(qvrn::DecodeText(bytes), "{\xC3\xBC}");
 }
 
 TEST(Links, AreNamedAsWindowsNamesThem) {
