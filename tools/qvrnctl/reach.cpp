@@ -79,8 +79,7 @@ ReachResult Reach(const Arguments& arguments, const WmiClient& wmi, const Desire
   readBack();
   if (AnyRemoval(result.left)) {
     say(L"the provider finds what is left only while the adapter with the highest GUID of those that had VLANs has "
-        L"one: "
-        L"describe that adapter in the file, too, with \"vlans\": [] if it shall have none");
+        L"one: describe that adapter in the file, too, with \"vlans\": [] if it shall have none");
   }
   return result;
 }
