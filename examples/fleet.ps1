@@ -10,10 +10,11 @@ cuts it. The change is then confirmed through a new connection, where -Test (by 
 computer's name. One that cannot be reached any more is not confirmed, and takes the change back by itself. A change
 that somebody else has made meanwhile is not confirmed by this script.
 
-One object for each computer: Computer, Outcome (same, differs, applied, rolled back, failed, unreachable), Differences
-(what `qvrnctl diff --json` printed before), Message. The exit status is 0 where all are "same" or "applied".
+One object for each computer: Computer, Outcome (same, differs, pending, applied, rolled back, failed, unreachable),
+Differences (what `qvrnctl diff --json` printed before), Message. "pending" is as the file says, but for a change that
+still waits for its confirmation. The exit status is 0 where all are "same" or "applied".
 
-Not run by this repository's tests: they have no PowerShell.
+Read, and never run: there was no PowerShell to try it with.
 .EXAMPLE
 .\fleet.ps1 -ComputerName (Get-Content servers.txt) -StateFile state.json
 .EXAMPLE
@@ -107,6 +108,7 @@ $results = @{}
 foreach ($computer in $computers) {
     $answer = $before[$computer]
     $outcome = if (-not $answer) { 'unreachable' }
+    elseif ($answer.Status -eq 0 -and $answer.Message -like '*may be taken back*') { 'pending' }
     elseif ($answer.Status -eq 0) { 'same' }
     elseif ($answer.Status -eq 3) { 'differs' }
     else { 'failed' }
@@ -126,7 +128,7 @@ if ($Apply) {
     $end = (Get-Date).AddSeconds($ConfirmWithin + 60)
     while ($pending.Count -gt 0 -and (Get-Date) -lt $end) {
         Start-Sleep -Seconds 5
-        $answers = Invoke-Client @($pending | Where-Object { & $Test $_ }) 'confirm'
+        $answers = Invoke-Client @($pending | Where-Object { try { & $Test $_ } catch { $false } }) 'confirm'
         $confirmed += @($pending | Where-Object { $answers[$_] -and $answers[$_].Status -eq 0 })
         $pending = @($pending | Where-Object { $confirmed -notcontains $_ })
     }

@@ -4,7 +4,7 @@
 #   .\properties.ps1 -Connection 'Ethernet 2' -Set @{ MaxFrameSize = 9014; InterruptModeration = 0 }
 #
 # Run it in an elevated PowerShell (3 or later). It ends with an error where a property does not have its value
-# afterwards. Not run by this repository's tests: they have no PowerShell.
+# afterwards. Read, and never run: there was no PowerShell to try it with.
 [CmdletBinding()]
 param(
     [string] $Connection,

@@ -22,7 +22,7 @@ End Sub
 ' What an error means, for people.
 Function Reason(number)
   Select Case number
-    Case NotFound: Reason = "not found: no such adapter is served, or this prompt is not elevated"
+    Case NotFound: Reason = "not found: no such adapter is served, this prompt is not elevated, or the classes are missing"
     Case AccessDenied: Reason = "access denied: it takes an administrator, in an elevated prompt"
     Case InvalidClass: Reason = "the provider's classes are not registered"
     Case LoadFailure: Reason = "the provider could not be loaded"

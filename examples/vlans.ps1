@@ -7,8 +7,8 @@
 #   Get-QvrnVlan | Where-Object VLANNumber -EQ 10 | Set-QvrnVlan -Name Offices
 #   Get-QvrnVlan | Where-Object VLANNumber -EQ 10 | Remove-QvrnVlan
 #
-# Each ends with an error where it did not do what it was asked. Not run by this repository's tests: they have no
-# PowerShell.
+# Each ends with an error where it did not do what it was asked. Read, and never run: there was no
+# PowerShell to try it with.
 
 # Oldest first, by adapter. A computer without a VLAN answers "not found", which is no fault.
 function Get-QvrnVlan {

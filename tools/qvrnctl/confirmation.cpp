@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "tools/qvrnctl/commands.h"
@@ -10,6 +11,7 @@
 #include "tools/qvrnctl/pendingchange.h"
 #include "tools/qvrnctl/reach.h"
 #include "tools/qvrnctl/terminal.h"
+#include "tools/qvrnctl/vlanclient.h"
 
 namespace qvrn {
 namespace {
@@ -210,6 +212,29 @@ void CheckConfirmation(const Arguments& arguments) {
   ParseSeconds(L"--confirm-within", arguments.confirmWithin);
   RefuseOtherComputers(arguments);
   PendingChange().RefuseSecond();
+}
+
+void AnnounceHelper(const MachineState& machine, const std::vector<Vlan>& vlans, const std::vector<std::wstring>& empty,
+                    const wchar_t* what) {
+  std::vector<Vlan> all = machine.Vlans();
+  all.insert(all.end(), vlans.begin(), vlans.end());
+  const auto helper = MakeHelper(std::move(all), empty, machine.adapters.served);
+  if (!helper) return;
+  WriteError(std::wstring(L"note: where the provider does not find a VLAN that is to be ") + what + L", adapter " +
+             helper->adapter + L" gets one for a while, which restarts it and cuts its own connections meanwhile");
+}
+
+void AnnounceTakingBack(const MachineState& before, const std::vector<Vlan>& created, bool removes) {
+  if (removes) {
+    WriteError(L"note: a VLAN that is removed comes back with another GUID, and so without the addresses that it has");
+  }
+  const std::vector<std::wstring> filled = ParentIds(created);
+  std::vector<std::wstring> empty;
+  for (const AdapterState& state : before.states) {
+    const bool staysEmpty = state.vlans.empty() && std::ranges::find(filled, state.adapter.id) == filled.end();
+    if (staysEmpty) empty.push_back(state.adapter.id);
+  }
+  if (!created.empty()) AnnounceHelper(before, created, empty, L"taken back");
 }
 
 bool IsReportedLater(const Arguments& arguments) { return arguments.json && !arguments.confirmWithin.empty(); }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "tools/qvrnctl/arguments.h"
 #include "tools/qvrnctl/machinestate.h"
@@ -19,6 +20,13 @@ int MakeConfirmed(const Arguments& arguments, const std::wstring& what, const Ma
                   const std::function<int()>& change, const std::function<void(bool takenBack)>& report);
 /// Whether the report of a change has to wait for MakeConfirmed.
 bool IsReportedLater(const Arguments& arguments);
+
+/// Says which adapter may get a VLAN for a while, so that the provider finds those that are to be removed: `vlans`, and
+/// those of the machine. `what` happens to them.
+void AnnounceHelper(const MachineState& machine, const std::vector<Vlan>& vlans, const std::vector<std::wstring>& empty,
+                    const wchar_t* what);
+/// Says what taking a change back would not bring back, or would disturb.
+void AnnounceTakingBack(const MachineState& before, const std::vector<Vlan>& created, bool removes);
 
 /// Throws ClientError when the options of --confirm-within cannot be followed.
 void CheckConfirmation(const Arguments& arguments);

@@ -195,6 +195,11 @@ int RunRestore(const Arguments& arguments) {
     ReportVlans(arguments, CompareRestored(before, wanted.value_or(none), wanted.value_or(none)));
     return kExitDone;
   }
+  MachineState machine;  // as it was before; for a change that may be taken back
+  if (!arguments.confirmWithin.empty()) {
+    machine = ReadMachine(wmi);
+    AnnounceTakingBack(machine, wanted.value_or(std::vector<Vlan>()), !before.empty());
+  }
   AskForConsent(arguments);
   std::vector<VlanOutcome> outcomes;
   const auto restore = [&] {
@@ -206,7 +211,7 @@ int RunRestore(const Arguments& arguments) {
     return ConcludeRestore(outcomes, file, answer, IsUntouched(before, after));
   };
   if (arguments.confirmWithin.empty()) return restore();
-  return MakeConfirmed(arguments, L"restore " + file, ReadMachine(wmi), restore, [&](bool takenBack) {
+  return MakeConfirmed(arguments, L"restore " + file, machine, restore, [&](bool takenBack) {
     for (VlanOutcome& outcome : outcomes) outcome.result = takenBack ? VlanResult::kTakenBack : outcome.result;
     ReportVlans(arguments, outcomes);
   });

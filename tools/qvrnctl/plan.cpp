@@ -203,16 +203,22 @@ std::vector<Step> MakePlan(const DesiredState& desired, const MachineState& mach
   return PlanMaker(desired, machine).Steps();
 }
 
-std::optional<Step> PlanHelper(const DesiredState& desired, const MachineState& machine) {
-  std::vector<Vlan> order = machine.Vlans();
+std::vector<std::wstring> FindEmpty(const DesiredState& desired, const MachineState& machine) {
+  std::vector<std::wstring> empty;
   for (const DesiredAdapter& adapter : desired.adapters) {
     const AdapterState* const state = machine.Find(adapter.adapter.id);
     const bool isEmpty = state != nullptr && state->vlans.empty() && adapter.vlans && adapter.vlans->empty();
-    if (isEmpty) order.push_back({L"", adapter.adapter.id, L"qvrnctl-1", 1, 0});
+    if (isEmpty) empty.push_back(adapter.adapter.id);
   }
-  SortForRemoval(order, machine.adapters.served);
-  if (order.empty() || !order.back().guid.empty()) return std::nullopt;
-  return Step{Deviation::kCreate, order.back().adapter, {}, {}, order.back(), 2};
+  return empty;
+}
+
+std::optional<Vlan> MakeHelper(std::vector<Vlan> vlans, const std::vector<std::wstring>& empty,
+                               const std::vector<Adapter>& served) {
+  for (const std::wstring& id : empty) vlans.push_back({L"", id, L"qvrnctl-1", 1, 0});
+  SortForRemoval(vlans, served);
+  if (vlans.empty() || std::ranges::find(empty, vlans.back().adapter) == empty.end()) return std::nullopt;
+  return vlans.back();
 }
 
 std::wstring FormatRestarts(const std::vector<Step>& plan, bool whatIf) {

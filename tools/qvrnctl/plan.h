@@ -67,10 +67,13 @@ struct Step {
 /// swapped; creations.
 std::vector<Step> MakePlan(const DesiredState& desired, const MachineState& machine);
 
-/// The creation of a VLAN by which the provider finds those again that are to be removed: it finds the adapter below a VLAN
-/// only while the adapter with the highest GUID of those that had VLANs has one. On the adapter with the highest GUID of
-/// those that shall have no VLAN and have none; none where another one with a higher GUID has VLANs.
-std::optional<Step> PlanHelper(const DesiredState& desired, const MachineState& machine);
+/// The adapters that shall have no VLAN and have none.
+std::vector<std::wstring> FindEmpty(const DesiredState& desired, const MachineState& machine);
+/// A VLAN by which the provider finds `vlans` when they are to be removed: it finds the adapter below a VLAN only while
+/// the adapter with the highest GUID of those that ever had VLANs has one. It is on the `empty` adapter with the highest
+/// GUID; there is none where an adapter with a higher one has VLANs.
+std::optional<Vlan> MakeHelper(std::vector<Vlan> vlans, const std::vector<std::wstring>& empty,
+                               const std::vector<Adapter>& served);
 
 /// "adapter 7 restarts 3 times, adapter 12 once".
 std::wstring FormatRestarts(const std::vector<Step>& plan, bool whatIf);

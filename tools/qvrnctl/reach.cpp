@@ -71,8 +71,8 @@ ReachResult Reach(const Arguments& arguments, const WmiClient& wmi, const Desire
   readBack();
   if (!lost || !AnyRemoval(result.left)) return result;
   say(L"the provider does not find every VLAN that it lists; once more, with one that it finds the others by");
-  if (const auto helper = PlanHelper(desired, machine)) {
-    Carry(arguments, wmi, {*helper}, say);
+  if (const auto helper = MakeHelper(machine.Vlans(), FindEmpty(desired, machine), machine.adapters.served)) {
+    Carry(arguments, wmi, {{Deviation::kCreate, helper->adapter, {}, {}, *helper, 2}}, say);
     readBack();
   }
   Carry(arguments, wmi, MakePlan(desired, machine), say);

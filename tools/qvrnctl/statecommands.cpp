@@ -64,7 +64,13 @@ int Apply(const Arguments& arguments, const Task& task, ReachResult& result) {
   return kExitFailed;
 }
 
-// Says which adapters restart how often, and which get their first VLAN.
+// A change that waits may undo whatever is told or done here.
+void NotePending(const Arguments& arguments) {
+  if (!arguments.computer.empty() || PendingChange().Stage() == PendingStage::kNone) return;
+  WriteError(L"note: a change of this machine may be taken back still: see `qvrnctl confirm --status`");
+}
+
+// Says which adapters restart how often, and what else happens to them that the file does not say.
 void AnnouncePlan(const Arguments& arguments, const Task& task) {
   const std::vector<Step> plan = MakePlan(task.desired, task.machine);
   WriteError(FormatRestarts(plan, arguments.whatIf) + L"; connections drop for a moment at each restart");
@@ -75,10 +81,9 @@ void AnnouncePlan(const Arguments& arguments, const Task& task) {
     removes |= step.deviation == Deviation::kRemove;
   }
   AnnounceFirstVlans(task.machine.Vlans(), created);
-  const auto helper = PlanHelper(task.desired, task.machine);
-  if (!removes || !helper) return;
-  WriteError(L"note: where the provider does not find a VLAN that is to be removed, adapter " + helper->adapter +
-             L" gets one for a while, which restarts it and cuts its own connections meanwhile");
+  if (removes) AnnounceHelper(task.machine, {}, FindEmpty(task.desired, task.machine), L"removed");
+  if (!arguments.confirmWithin.empty()) AnnounceTakingBack(task.machine, created, removes);
+  NotePending(arguments);
 }
 
 }  // namespace
@@ -102,9 +107,7 @@ int RunShow(const Arguments& arguments) {
 int RunDiff(const Arguments& arguments) {
   const Task task(arguments);
   WriteDifferences(arguments, task.differences);
-  if (arguments.computer.empty() && PendingChange().Stage() != PendingStage::kNone) {
-    WriteError(L"note: a change of this machine may be taken back still: see `qvrnctl confirm --status`");
-  }
+  NotePending(arguments);
   return task.differences.empty() ? kExitDone : kExitDifferences;
 }
 
@@ -114,6 +117,7 @@ int RunApply(const Arguments& arguments) {
   if (task.differences.empty()) {
     WriteDifferences(arguments, {});
     WriteError(L"the machine is as " + task.file + L" describes it; nothing was written and nothing restarts");
+    NotePending(arguments);
     return kExitDone;
   }
   AnnouncePlan(arguments, task);
@@ -122,16 +126,12 @@ int RunApply(const Arguments& arguments) {
     return kExitDone;
   }
   if (!arguments.yes && !CanAsk()) {
-    throw WrongUsage(L"apply asks before it changes anything; without a terminal it needs --yes");
+    throw WrongUsage(L"apply asks before it changes anything; without a terminal it needs --yes; nothing was changed");
   }
   AskForConsent(arguments);
   ReachResult result;
   const auto apply = [&] { return Apply(arguments, task, result); };
   if (arguments.confirmWithin.empty()) return apply();
-  const auto isRemoval = [](const Difference& difference) { return difference.deviation == Deviation::kRemove; };
-  if (std::ranges::any_of(task.differences, isRemoval)) {
-    WriteError(L"note: a VLAN that is removed comes back with another GUID, and so without the addresses that it has");
-  }
   return MakeConfirmed(arguments, L"apply " + task.file, task.machine, apply,
                        [&](bool takenBack) { ReportApplied(result, takenBack); });
 }
