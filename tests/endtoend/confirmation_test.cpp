@@ -88,21 +88,16 @@ TEST_F(Confirmation, IsNotWaitedForWhereTheChangeFails) {
   EXPECT_EQ(Differences(L"before"), "");
 }
 
-/// Cuts a client off when it has come to a step of ten. One that says nothing at all is started again: programs of the
-/// test bed do that now and then.
+/// Cuts a client off when it has come to a step of ten.
 void CutOff(const std::wstring& arguments, int step) {
-  const std::string words = std::to_string(step) + " of 10";
-  for (const bool isLast : {false, true}) {
-    RunningClient client(arguments);
-    const bool arrived = client.Await(words);
-    client.Kill();
-    if (arrived) return;
-    if (isLast || !client.Text().empty()) FAIL() << client.Text();
-  }
+  RunningClient client(arguments);
+  EXPECT_TRUE(client.Await(std::to_string(step) + " of 10")) << client.Text();
+  client.Kill();
 }
 
-TEST_F(Confirmation, OutlivesTheProcessThatMakesTheChangeAtEachStep) {
-  for (int step = 1; step <= kSteps; ++step) {
+// At the odd steps; at the even ones the plan is cut off below.
+TEST_F(Confirmation, OutlivesTheProcessThatMakesTheChange) {
+  for (int step = 1; step <= kSteps; step += 2) {
     CutOff(std::wstring(kApply) + L" --confirm-within 1", step);
     AwaitNothingPending();
     EXPECT_EQ(Differences(L"before"), "") << "cut off at step " << step;
@@ -119,7 +114,7 @@ TEST_F(Confirmation, OutlivesTheProcessThatWaitsForIt) {
 }
 
 TEST_F(Confirmation, IsNotNeededForASecondRunToReachTheState) {
-  for (int step = 1; step <= kSteps; step += 2) {
+  for (int step = 2; step <= kSteps; step += 2) {
     CutOff(kApply, step);
     EXPECT_THAT(Client(kApply), testing::Not(HasSubstr("exit"))) << "cut off at step " << step;
     EXPECT_EQ(Differences(L"wanted"), "");

@@ -1,6 +1,10 @@
 # shellcheck shell=bash
 # What the tests of the package share.
 
+# Nothing ends a test without a word.
+set -E
+trap 'printf "FAILED: line %s: %s\n" "$LINENO" "$BASH_COMMAND" >&2' ERR
+
 fail() {
   printf 'FAILED: %s\n' "$*" >&2
   exit 1
