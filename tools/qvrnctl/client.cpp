@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/client.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <new>
 

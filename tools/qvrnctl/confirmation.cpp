@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/confirmation.h"
 
+#include <nlohmann/json.hpp>
+
 #include <windows.h>
 
 #include <algorithm>

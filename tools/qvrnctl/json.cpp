@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/json.h"
 
+#include <nlohmann/json.hpp>
+
 #include <windows.h>
 
 namespace qvrn {

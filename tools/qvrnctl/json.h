@@ -1,7 +1,7 @@
 // JSON as the client reads and writes it: UTF-8 inside, the platform's texts outside.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 #include <string_view>
@@ -10,7 +10,7 @@
 
 namespace qvrn {
 
-/// Members keep their order.
+/// Members keep their order. Whoever makes or reads one includes <nlohmann/json.hpp>, which takes long to compile.
 using Json = nlohmann::ordered_json;
 
 /// Halves of characters become U+FFFD: UTF-8 has no form for them.

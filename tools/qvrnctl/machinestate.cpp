@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/machinestate.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iterator>
 

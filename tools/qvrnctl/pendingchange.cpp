@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/pendingchange.h"
 
+#include <nlohmann/json.hpp>
+
 #include <windows.h>
 
 #include <aclapi.h>

@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/statedescription.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <initializer_list>
 #include <iterator>

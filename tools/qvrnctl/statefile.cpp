@@ -1,5 +1,7 @@
 #include "tools/qvrnctl/statefile.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iterator>
 #include <string_view>
