@@ -1,5 +1,7 @@
 // The parsers of text, fed by a fuzzer on the machine that builds: object paths of clients, multi-strings of the registry,
 // MOF files, queries, and state files. The first byte chooses one.
+#include <nlohmann/json.hpp>
+
 #include <cstdint>
 #include <string>
 #include <vector>
