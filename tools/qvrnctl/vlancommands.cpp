@@ -132,10 +132,13 @@ std::map<std::wstring, Value> ReadLinks(const WmiClient& wmi) {
 int RunVlans(const Arguments& arguments) {
   const WmiClient wmi(arguments);
   std::vector<Vlan> vlans = ListVlans(wmi);
-  if (vlans.empty() && ListAdapters(wmi).served.empty()) WriteError(NothingServed(arguments));
-  if (!arguments.operands.empty()) {
-    const std::wstring id = MatchAdapter(wmi, ListParents(wmi, vlans), arguments.operands[0]).id;
-    std::erase_if(vlans, [&](const Vlan& vlan) { return vlan.adapter != id; });
+  if (vlans.empty() || !arguments.operands.empty()) {
+    const AdapterList adapters = ListParents(wmi, vlans);
+    if (adapters.served.empty()) WriteError(NothingServed(arguments));
+    if (!arguments.operands.empty()) {
+      const std::wstring id = MatchAdapter(wmi, adapters, arguments.operands[0]).id;
+      std::erase_if(vlans, [&](const Vlan& vlan) { return vlan.adapter != id; });
+    }
   }
   std::vector<JsonRow> rows;
   for (const Vlan& vlan : vlans) rows.push_back(DescribeVlan(vlan));
