@@ -67,7 +67,7 @@ system_path() {
     sed -nE 's/^ *PATH *REG[A-Z_]* *(.*[^;]);*$/\1/Ip'
 }
 
-# Files and registry, but for the installer's own bookkeeping.
+# Files and registry, but for the bookkeeping of the installer and of Wine, whose services write theirs at any time.
 state() {
   system_path
   (cd "$drive" && find . -path ./windows/Installer -prune -o -print | sort)
@@ -75,7 +75,8 @@ state() {
     wine reg export "$root" "$work/part.reg" /y >/dev/null
     iconv -f UTF-16 -t UTF-8 "$work/part.reg"
   done | tr -d '\r' | awk '
-    /^\[/ { bookkeeping = /\\Windows\\CurrentVersion\\(Installer|Uninstall)|\\Classes\\Installer/ }
+    /^\[/ { bookkeeping = /\\Windows\\CurrentVersion\\(Installer|Uninstall)|\\Classes\\Installer/ ||
+                          /\\Software\\(Wow6432Node\\)?Wine(\\|\])/ }
     /./ && !bookkeeping'
 }
 
