@@ -138,7 +138,7 @@ if ($Apply) {
         Get-PSSession @remoting @account -ComputerName $started -Name $sessionName | ForEach-Object {
             $session = $_
             Receive-PSSession -Session $session -ErrorAction SilentlyContinue |
-                ForEach-Object { $said[$session.ComputerName] = $_.Message }
+                ForEach-Object { $said[$session.ComputerName] = $_ }
             Remove-PSSession -Session $session -ErrorAction SilentlyContinue
         }
     }
@@ -147,10 +147,11 @@ if ($Apply) {
         $result = $results[$computer]
         $answer = $after[$computer]
         $result.Outcome = if (-not $answer) { 'unreachable' }
+        elseif ($said[$computer].Output -like '*"error":*') { 'failed' } # mostly a refusal; Message says why
         elseif ($confirmed -notcontains $computer) { 'rolled back' }
         elseif ($answer.Status -eq 0) { 'applied' }
         else { 'failed' }
-        if ($said[$computer]) { $result.Message = $said[$computer] }
+        if ($said[$computer]) { $result.Message = $said[$computer].Message }
     }
 }
 
