@@ -9,12 +9,22 @@
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/json.h"
 #include "tools/qvrnctl/output.h"
+#include "tools/qvrnctl/pendingchange.h"
 #include "tools/qvrnctl/properties.h"
 #include "tools/qvrnctl/requests.h"
 #include "tools/qvrnctl/wmiclient.h"
 
 namespace qvrn {
 namespace {
+
+// A change that waits may undo whatever was told or done here; the commands that deal with it say more themselves.
+void NotePending(const Arguments& arguments) try {
+  const bool isAboutThisComputer = (arguments.command->options & kOptionComputer) != 0 && arguments.computer.empty();
+  if (!isAboutThisComputer || PendingChange().Stage() == PendingStage::kNone) return;
+  WriteError(L"note: a change of this machine may be taken back still: see `qvrnctl confirm --status`");
+} catch (const ClientError&) {
+  // Nothing waits where there is no place for it.
+}
 
 int Run(const Arguments& arguments) {
   if (arguments.help) {
@@ -27,7 +37,9 @@ int Run(const Arguments& arguments) {
   }
   SetRequestTimeout(arguments.timeout.empty() ? kRequestTimeout : ParseSeconds(L"--timeout", arguments.timeout));
   const ComRuntime com;
-  return arguments.command->run(arguments);
+  const int status = arguments.command->run(arguments);
+  NotePending(arguments);
+  return status;
 }
 
 // For programs, where the command has printed nothing else.

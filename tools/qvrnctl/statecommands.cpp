@@ -9,7 +9,6 @@
 #include "tools/qvrnctl/errors.h"
 #include "tools/qvrnctl/filename.h"
 #include "tools/qvrnctl/output.h"
-#include "tools/qvrnctl/pendingchange.h"
 #include "tools/qvrnctl/reach.h"
 #include "tools/qvrnctl/terminal.h"
 
@@ -66,12 +65,6 @@ int Apply(const Arguments& arguments, const Task& task, ReachResult& result) {
   return kExitFailed;
 }
 
-// A change that waits may undo whatever is told or done here.
-void NotePending(const Arguments& arguments) {
-  if (!arguments.computer.empty() || PendingChange().Stage() == PendingStage::kNone) return;
-  WriteError(L"note: a change of this machine may be taken back still: see `qvrnctl confirm --status`");
-}
-
 // Says which adapters restart how often, and what else happens to them that the file does not say.
 void AnnouncePlan(const Arguments& arguments, const Task& task) {
   const std::vector<Step> plan = MakePlan(task.desired, task.machine);
@@ -85,7 +78,6 @@ void AnnouncePlan(const Arguments& arguments, const Task& task) {
   AnnounceFirstVlans(task.machine.Vlans(), created);
   if (removes) AnnounceHelper(task.machine, {}, FindEmpty(task.desired, task.machine), L"removed");
   if (!arguments.confirmWithin.empty()) AnnounceTakingBack(task.machine, created, removes);
-  NotePending(arguments);
 }
 
 }  // namespace
@@ -109,7 +101,6 @@ int RunShow(const Arguments& arguments) {
 int RunDiff(const Arguments& arguments) {
   const Task task(arguments);
   WriteDifferences(arguments, task.differences);
-  NotePending(arguments);
   return task.differences.empty() ? kExitDone : kExitDifferences;
 }
 
@@ -119,7 +110,6 @@ int RunApply(const Arguments& arguments) {
   if (task.differences.empty()) {
     WriteDifferences(arguments, {});
     WriteError(L"the machine is as " + task.file + L" describes it; nothing was written and nothing restarts");
-    NotePending(arguments);
     return kExitDone;
   }
   AnnouncePlan(arguments, task);
