@@ -32,9 +32,7 @@ inline std::string OutputOf(const std::wstring& line) {
   const std::wstring path = NewOutputFile();
   const bool withErrors = line.find(L"2>nul") == std::wstring::npos;
   const std::wstring whole = line + L" >" + path + (withErrors ? L" 2>&1" : L"");
-  constexpr int kNotStarted = 9009;  // which the test bed's shell says now and then of a program that is there
-  int status = ::_wsystem(whole.c_str());
-  if (status == kNotStarted) status = ::_wsystem(whole.c_str());
+  const int status = ::_wsystem(whole.c_str());
   const std::string text = TextOf(path);
   ::DeleteFileW(path.c_str());
   return status == 0 ? text : text + "exit " + std::to_string(status);
@@ -44,8 +42,20 @@ inline std::string Client(const std::wstring& arguments) { return OutputOf(L"C:\
 /// The client at work, in a console of its own that can be cut off.
 class RunningClient {
  public:
-  explicit RunningClient(std::wstring arguments) : m_arguments(std::move(arguments)), m_path(NewOutputFile()) {
-    Start();
+  explicit RunningClient(const std::wstring& arguments) : m_path(NewOutputFile()) {
+    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+    const qvrn::FileHandle output(::CreateFileW(m_path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                                                &inherited, CREATE_ALWAYS, 0, nullptr));
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = startup.hStdError = output.Get();
+    PROCESS_INFORMATION process = {};
+    std::wstring line = L"qvrnctl " + arguments;
+    ::CreateProcessW(L"C:\\qvrn\\qvrnctl.exe", line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                     &process);
+    m_process = qvrn::KernelHandle(process.hProcess);
+    ::CloseHandle(process.hThread);
   }
   RunningClient(const RunningClient&) = delete;
   RunningClient& operator=(const RunningClient&) = delete;
@@ -54,14 +64,13 @@ class RunningClient {
     ::DeleteFileW(m_path.c_str());
   }
 
-  /// Until it has said this, or has ended; whether it has said it. One that says nothing at all is started again: programs
-  /// of the test bed do that now and then.
-  bool Await(const std::string& words) {
-    if (!IsSaid(words) && Text().empty()) {
-      Kill();
-      Start();
+  /// Until it has said this, or has ended; whether it has said it.
+  bool Await(const std::string& words) const {
+    constexpr int kTries = 5000;
+    for (int i = 0; i < kTries && ::WaitForSingleObject(m_process.Get(), 2) == WAIT_TIMEOUT; ++i) {
+      if (Text().find(words) != std::string::npos) return true;
     }
-    return IsSaid(words);
+    return Text().find(words) != std::string::npos;
   }
   void Kill() {
     ::TerminateProcess(m_process.Get(), 99);
@@ -78,31 +87,6 @@ class RunningClient {
   std::string Text() const { return TextOf(m_path); }
 
  private:
-  void Start() {
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    const qvrn::FileHandle output(::CreateFileW(m_path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                                &inherited, CREATE_ALWAYS, 0, nullptr));
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = output.Get();
-    PROCESS_INFORMATION process = {};
-    std::wstring line = L"qvrnctl " + m_arguments;
-    ::CreateProcessW(L"C:\\qvrn\\qvrnctl.exe", line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                     &process);
-    m_process = qvrn::KernelHandle(process.hProcess);
-    ::CloseHandle(process.hThread);
-  }
-
-  bool IsSaid(const std::string& words) const {
-    constexpr int kTries = 5000;
-    for (int i = 0; i < kTries && ::WaitForSingleObject(m_process.Get(), 2) == WAIT_TIMEOUT; ++i) {
-      if (Text().find(words) != std::string::npos) return true;
-    }
-    return Text().find(words) != std::string::npos;
-  }
-
-  std::wstring m_arguments;
   std::wstring m_path;
   qvrn::KernelHandle m_process;
 };
