@@ -155,10 +155,7 @@ check_names() {
 # The anchors of a document's headings.
 anchors() { sed -nE 's/^#+ //p' "$1" | tr '[:upper:]' '[:lower:]' | sed -E 's/[^a-z0-9 _-]//g; s/ /-/g'; }
 
-client() {
-  wine 'C:\qvrn\qvrnctl.exe' "$@" >"$work/help"
-  clean <"$work/help"
-}
+client() { wine 'C:\qvrn\qvrnctl.exe' "$@" >"$work/help" && clean <"$work/help"; }
 
 # mentioned WORD...: each is in the page of the client, between backquotes or behind an option's dashes.
 mentioned_by_client() {

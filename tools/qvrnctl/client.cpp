@@ -17,10 +17,10 @@
 namespace qvrn {
 namespace {
 
-// A change that waits may undo whatever was told or done here; the commands that deal with it say more themselves.
+// A change that waits may undo whatever is told or done here; the commands that deal with it say more themselves.
 void NotePending(const Arguments& arguments) try {
-  const bool isAboutThisComputer = (arguments.command->options & kOptionComputer) != 0 && arguments.computer.empty();
-  if (!isAboutThisComputer || PendingChange().Stage() == PendingStage::kNone) return;
+  const bool dealsWithIt = (arguments.command->options & kOptionComputer) == 0 || !arguments.confirmWithin.empty();
+  if (dealsWithIt || !arguments.computer.empty() || PendingChange().Stage() == PendingStage::kNone) return;
   WriteError(L"note: a change of this machine may be taken back still: see `qvrnctl confirm --status`");
 } catch (const ClientError&) {
   // Nothing waits where there is no place for it.
@@ -37,9 +37,8 @@ int Run(const Arguments& arguments) {
   }
   SetRequestTimeout(arguments.timeout.empty() ? kRequestTimeout : ParseSeconds(L"--timeout", arguments.timeout));
   const ComRuntime com;
-  const int status = arguments.command->run(arguments);
   NotePending(arguments);
-  return status;
+  return arguments.command->run(arguments);
 }
 
 // For programs, where the command has printed nothing else.
