@@ -187,7 +187,8 @@ void FailCalls(const Kind& kind, int first, int last, Clock::time_point end) {
     }
     if ((kind.changes || KeepsLock()) && number < last) PrepareKind(interpreter, kind);
   }
-  if (OpenHandles() > handles + kHandleTolerance + 2 * locks) Complain("handles are lost");
+  // A stretch of a dozen calls that begins cold leaves six more open.
+  if (OpenHandles() > handles + 2 * kHandleTolerance + 2 * locks) Complain("handles are lost");
 }
 
 /// Calls of one kind of request, by their numbers.
